@@ -1,0 +1,66 @@
+#include "PLVDispatch.h"
+
+#include <QCoreApplication>
+#include <QThread>
+#include <QTimer>
+
+namespace {
+constexpr int kGlobalQueueWidth = 64;
+}
+
+QThreadPool *PLVDispatch::globalPool()
+{
+    static QThreadPool *pool = [] {
+        auto *p = new QThreadPool;
+        p->setMaxThreadCount(kGlobalQueueWidth);
+        p->setExpiryTimeout(30000);
+        p->setObjectName(QStringLiteral("PLVDispatch.global"));
+        return p;
+    }();
+    return pool;
+}
+
+void PLVDispatch::async(Queue queue, Work work)
+{
+    if (!work)
+        return;
+    if (queue == Queue::Global) {
+        globalPool()->start(std::move(work));
+        return;
+    }
+    QCoreApplication *app = QCoreApplication::instance();
+    if (!app)
+        return;
+    QMetaObject::invokeMethod(app, std::move(work), Qt::QueuedConnection);
+}
+
+void PLVDispatch::after(double seconds, Queue queue, Work work)
+{
+    if (!work)
+        return;
+    QCoreApplication *app = QCoreApplication::instance();
+    if (!app)
+        return;
+    const int ms = seconds > 0 ? int(seconds * 1000.0 + 0.5) : 0;
+    auto fire = [queue, work = std::move(work)]() mutable {
+        if (queue == Queue::Main)
+            work();
+        else
+            async(Queue::Global, std::move(work));
+    };
+    // The timer must be created on the main thread; hop there first when needed.
+    QMetaObject::invokeMethod(app, [app, ms, fire = std::move(fire)]() mutable {
+        QTimer::singleShot(ms, Qt::PreciseTimer, app, std::move(fire));
+    }, isMainThread() ? Qt::DirectConnection : Qt::QueuedConnection);
+}
+
+bool PLVDispatch::isMainThread()
+{
+    QCoreApplication *app = QCoreApplication::instance();
+    return app && QThread::currentThread() == app->thread();
+}
+
+void PLVDispatch::drainGlobal()
+{
+    globalPool()->waitForDone();
+}

@@ -1,0 +1,124 @@
+#include "PLVTest.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QHash>
+#include <QProcess>
+#include <QThread>
+
+#include <cstdlib>
+
+namespace plvtest {
+
+namespace {
+QHash<QString, ChildMain> &children()
+{
+    static QHash<QString, ChildMain> c;
+    return c;
+}
+} // namespace
+
+bool registerChild(const char *name, ChildMain main)
+{
+    children().insert(QString::fromLatin1(name), std::move(main));
+    return true;
+}
+
+int runChildMain(int argc, char **argv)
+{
+    const QString name = QString::fromLocal8Bit(argv[2]);
+    QStringList args;
+    for (int i = 3; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    auto it = children().constFind(name);
+    if (it == children().cend()) {
+        fprintf(stderr, "no child entry point named %s\n", argv[2]);
+        return 127;
+    }
+    return it.value()(args);
+}
+
+ChildResult runChild(const QString &name, const QStringList &args, const QProcessEnvironment &env,
+                     std::chrono::milliseconds timeout)
+{
+    ChildResult r;
+    QProcess p;
+    p.setProcessEnvironment(env);
+    p.start(QCoreApplication::applicationFilePath(), QStringList{QStringLiteral("--plv-child"), name} + args);
+    if (!p.waitForStarted(10000))
+        return r;
+    if (!p.waitForFinished(int(timeout.count()))) {
+        r.timedOut = true;
+        p.kill();
+        p.waitForFinished(5000);
+    }
+    r.exitCode = p.exitCode();
+    r.crashed = p.exitStatus() == QProcess::CrashExit;
+    r.out = p.readAllStandardOutput();
+    r.err = p.readAllStandardError();
+    return r;
+}
+
+TempGroupContainer::TempGroupContainer() : m_previous(qgetenv("PLV_GROUP_CONTAINER"))
+{
+    qputenv("PLV_GROUP_CONTAINER", QFile::encodeName(m_dir.path() + QStringLiteral("/group")));
+}
+
+TempGroupContainer::~TempGroupContainer() { qputenv("PLV_GROUP_CONTAINER", m_previous); }
+
+QString TempGroupContainer::preferencesFile() const
+{
+    return m_dir.path() + QStringLiteral("/group/Library/Preferences/Q4HZ8RMW2C.com.tallowcrest.cobaltwing.plist");
+}
+
+QString TempGroupContainer::notificationsFolder() const
+{
+    return m_dir.path() + QStringLiteral("/group/Library/Notifications");
+}
+
+ScopedEnv::ScopedEnv(const char *name, const QByteArray &value)
+    : m_name(name), m_previous(qgetenv(name)), m_had(qEnvironmentVariableIsSet(name))
+{
+    if (value.isNull())
+        qunsetenv(name);
+    else
+        qputenv(name, value);
+}
+
+ScopedEnv::~ScopedEnv()
+{
+    if (m_had)
+        qputenv(m_name.constData(), m_previous);
+    else
+        qunsetenv(m_name.constData());
+}
+
+bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds timeout)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!predicate()) {
+        if (timer.elapsed() > timeout.count())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+QString fixturePath(const QString &relative) { return QStringLiteral(PLV_TEST_FIXTURES "/") + relative; }
+
+QByteArray readFile(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &data)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
+}
+
+} // namespace plvtest
