@@ -27,15 +27,27 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 // nesting overflows its stack and reference cycles or DAGs explode. Both are
 // measured here without recursion before libplist sees the bytes.
 
+// Checks nesting depth, element count and that dictionaries alternate key
+// and value (libplist silently drops a key that has no value).
 bool xmlWithinLimits(const QByteArray &data)
 {
     const char *p = data.constData();
     const char *end = p + data.size();
-    int depth = 0;
+    struct Frame {
+        bool isDict;
+        bool expectKey;
+    };
+    std::vector<Frame> stack;
+    bool inScalar = false;
     qint64 elements = 0;
     auto startsWith = [&](const char *at, const char *lit) {
         const size_t n = std::strlen(lit);
         return size_t(end - at) >= n && std::memcmp(at, lit, n) == 0;
+    };
+    auto isName = [&](const char *at, const char *lit) {
+        const size_t n = std::strlen(lit);
+        return startsWith(at, lit) && (at + n == end || at[n] == '>' || at[n] == '/' || at[n] == ' ' || at[n] == '\t'
+                                       || at[n] == '\n' || at[n] == '\r');
     };
     auto find = [&](const char *from, const char *lit) -> const char * {
         const size_t n = std::strlen(lit);
@@ -43,6 +55,16 @@ bool xmlWithinLimits(const QByteArray &data)
             if (std::memcmp(q, lit, n) == 0)
                 return q + n;
         return nullptr;
+    };
+    // A value or key appearing directly inside a dictionary must alternate.
+    auto childOfDict = [&](bool isKey) {
+        if (stack.empty() || !stack.back().isDict || inScalar)
+            return true;
+        Frame &f = stack.back();
+        if (f.expectKey != isKey)
+            return false;
+        f.expectKey = !f.expectKey;
+        return true;
     };
     while (p < end) {
         p = static_cast<const char *>(std::memchr(p, '<', size_t(end - p)));
@@ -60,23 +82,43 @@ bool xmlWithinLimits(const QByteArray &data)
                 return false;
             continue;
         }
-        const bool closing = p + 1 < end && p[1] == '/';
-        const char *name = p + (closing ? 2 : 1);
-        const char *gt = static_cast<const char *>(std::memchr(name, '>', size_t(end - name)));
+        const char *gt = static_cast<const char *>(std::memchr(p, '>', size_t(end - p)));
         if (!gt)
             return false;
-        const bool container = startsWith(name, "dict") || startsWith(name, "array");
-        const bool selfClosing = gt > name && gt[-1] == '/';
-        if (container && !selfClosing) {
-            depth += closing ? -1 : 1;
-            if (depth > PLVPlist::kMaxDepth)
-                return false;
+        if (p + 1 < end && (p[1] == '?' || p[1] == '!')) {
+            p = gt + 1;
+            continue;
         }
-        if (!closing && ++elements > PLVPlist::kMaxObjects)
-            return false;
+        const bool closing = p[1] == '/';
+        const char *name = p + (closing ? 2 : 1);
+        const bool selfClosing = gt[-1] == '/';
+        const bool isDict = isName(name, "dict");
+        const bool container = isDict || isName(name, "array");
+        const bool isPlist = isName(name, "plist");
+        if (closing) {
+            if (container) {
+                if (stack.empty() || stack.back().isDict != isDict || !stack.back().expectKey)
+                    return false;
+                stack.pop_back();
+            } else if (!isPlist) {
+                inScalar = false;
+            }
+        } else if (!isPlist) {
+            if (++elements > PLVPlist::kMaxObjects)
+                return false;
+            if (!childOfDict(isName(name, "key")))
+                return false;
+            if (container && !selfClosing) {
+                stack.push_back({isDict, true});
+                if (int(stack.size()) > PLVPlist::kMaxDepth)
+                    return false;
+            } else if (!container && !selfClosing) {
+                inScalar = true;
+            }
+        }
         p = gt + 1;
     }
-    return true;
+    return stack.empty();
 }
 
 quint64 readBigEndian(const uchar *p, int size)
@@ -116,7 +158,8 @@ bool binaryWithinLimits(const QByteArray &data)
             return false;
         const uchar marker = bytes[off];
         const int kind = marker >> 4;
-        if (kind != 0xA && kind != 0xC && kind != 0xD)
+        const bool isString = kind == 0x5 || kind == 0x6 || kind == 0x7;
+        if (kind != 0xA && kind != 0xC && kind != 0xD && !isString)
             return true;
         quint64 count = marker & 0x0F;
         quint64 pos = off + 1;
@@ -128,6 +171,18 @@ bool binaryWithinLimits(const QByteArray &data)
                 return false;
             count = readBigEndian(bytes + pos + 1, intSize);
             pos += 1 + quint64(intSize);
+        }
+        if (isString) {
+            // libplist aborts on a string holding a NUL character.
+            const quint64 unit = kind == 0x6 ? 2 : 1;
+            if (count > (tableOffset - pos) / unit)
+                return false;
+            for (quint64 i = 0; i < count; ++i) {
+                const uchar *c = bytes + pos + i * unit;
+                if (c[0] == 0 && (unit == 1 || c[1] == 0))
+                    return false;
+            }
+            return true;
         }
         const quint64 refs = kind == 0xD ? count * 2 : count;
         if (count > numObjects * 2 || refs > (tableOffset - pos) / quint64(refSize))
@@ -232,13 +287,10 @@ QVariant toVariant(plist_t node, int depth)
         }
         return list;
     }
-    case PLIST_STRING:
-    case PLIST_KEY: {
-        char *s = nullptr;
-        plist_get_string_val(node, &s);
-        QString str = QString::fromUtf8(s ? s : "");
-        free(s);
-        return str;
+    case PLIST_STRING: {
+        uint64_t length = 0;
+        const char *s = plist_get_string_ptr(node, &length);
+        return s ? QString::fromUtf8(s, qsizetype(length)) : QString(QLatin1String(""));
     }
     case PLIST_BOOLEAN: {
         uint8_t b = 0;
@@ -342,16 +394,13 @@ plist_t fromVariant(const QVariant &v, int depth)
         const QDateTime dt = v.toDateTime();
         if (!dt.isValid())
             return nullptr;
+        // XML dates hold whole seconds; round down so that times before 2001
+        // are not moved forwards.
         const qint64 ms = dt.toMSecsSinceEpoch() - kPlistEpochOffset * 1000;
-        qint64 sec = ms / 1000;
-        qint64 rem = ms % 1000;
-        if (rem < 0) {
-            rem += 1000;
-            --sec;
-        }
+        const qint64 sec = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
         if (sec < std::numeric_limits<int32_t>::min() || sec > std::numeric_limits<int32_t>::max())
             return nullptr;
-        return plist_new_date(int32_t(sec), int32_t(rem * 1000));
+        return plist_new_date(int32_t(sec), 0);
     }
     case QMetaType::QByteArray: {
         const QByteArray b = v.toByteArray();

@@ -9,7 +9,8 @@
 //   dictionary  QVariantMap          array    QVariantList (QStringList accepted on write)
 //   string      QString              integer  qint64 (any integral QVariant on write)
 //   real        double               boolean  bool
-//   date        QDateTime (UTC)      data     QByteArray
+//   date        QDateTime (UTC, whole seconds)
+//   data        QByteArray
 //
 // XML is written; XML and binary are read. Anything that is not a well-formed
 // property list within the limits below reads as an invalid QVariant: empty,

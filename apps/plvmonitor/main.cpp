@@ -1,4 +1,5 @@
 #include <PLVCommon/core/TQIsTodayExtenstion.h>
+#include <PLVCommon/platform/PLVBundle.h>
 #include <PLVCommon/platform/PLVGroupContainer.h>
 #include <PLVCommon/shared/UserDefaultsExtras.h>
 
@@ -20,6 +21,8 @@ int main(int argc, char **argv)
     QTextStream out(stdout);
     out << "group container: " << PLVGroupContainer::containerPath() << '\n';
     out << "settings file:   " << PLVGroupContainer::preferencesFilePath() << '\n';
+    const PLVBundle *framework = PLVBundle::frameworkBundle();
+    out << "framework:       " << (framework ? framework->bundlePath() : QStringLiteral("(not found)")) << '\n';
     out << "host kind:       " << (TQIsTodayExtenstion::isTodayExtention() ? "widget host" : "monitor application") << '\n';
     return 0;
 }

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# check-install.sh <build dir> <external project dir>
+set -euo pipefail
+build=$1
+external=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+
+cmake --install "$build" --prefix "$prefix" >/dev/null
+
+# The installed program finds the installed framework resources, not the build tree's.
+export PLV_GROUP_CONTAINER=$work/group
+out=$("$prefix/bin/plvmonitor" --info)
+echo "$out"
+grep -q "framework:.*$prefix/" <<<"$out" || { echo "installed plvmonitor does not use the installed framework bundle"; exit 1; }
+grep -q "group container: $work/group" <<<"$out" || { echo "group container override ignored"; exit 1; }
+test -f "$prefix/share/PLVCommon/Contents/Info.plist"
+
+# pkg-config describes the installed library.
+libdir=$(dirname "$(find "$prefix" -name 'libPLVCommon.so' | head -n1)")
+PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs PLVCommon | grep -q -- "-lPLVCommon"
+
+# A bundle built outside this tree with find_package(PLVCommon).
+cmake -S "$external" -B "$work/external" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/external" >/dev/null
+bundle=$work/external/out/External.plvbundle3/Contents
+test -f "$bundle/Info.plist"
+test -f "$bundle/Linux/libExternal.so"
+grep -q "<string>com.example.external</string>" "$bundle/Info.plist"
+echo "install check passed"
