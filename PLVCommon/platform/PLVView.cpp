@@ -1,10 +1,14 @@
 #include "PLVView.h"
 
+#include "PLVClassRegistry.h"
+
 #include <QFontMetricsF>
 #include <QLayout>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QResizeEvent>
+
+PLV_REGISTER_CLASS(PLVView)
 
 PLVView::PLVView(QWidget *parent) : QWidget(parent) {}
 
@@ -19,24 +23,29 @@ bool PLVView::superviewIsFlipped() const
     return !super || super->isFlipped();
 }
 
+int PLVView::superviewHeight() const
+{
+    if (m_placedInHeight >= 0)
+        return m_placedInHeight;
+    return parentWidget() ? parentWidget()->height() : 0;
+}
+
 QRectF PLVView::frame() const
 {
     const QRect g = geometry();
     if (superviewIsFlipped() || !parentWidget())
         return QRectF(g);
-    const int superHeight = parentWidget()->height();
-    return QRectF(g.x(), superHeight - (g.y() + g.height()), g.width(), g.height());
+    return QRectF(g.x(), superviewHeight() - (g.y() + g.height()), g.width(), g.height());
 }
 
 void PLVView::setFrame(const QRectF &frame)
 {
-    const QRect r = frame.toAlignedRect();
     if (superviewIsFlipped() || !parentWidget()) {
-        setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), r.width(), r.height()));
+        setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
         return;
     }
-    const int superHeight = parentWidget()->height();
-    setGeometry(QRect(qRound(frame.x()), qRound(superHeight - frame.y() - frame.height()), qRound(frame.width()),
+    m_placedInHeight = parentWidget()->height();
+    setGeometry(QRect(qRound(frame.x()), qRound(m_placedInHeight - frame.y() - frame.height()), qRound(frame.width()),
                       qRound(frame.height())));
 }
 
@@ -107,16 +116,27 @@ void PLVView::paintEvent(QPaintEvent *event)
 void PLVView::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
-    // Keep unflipped subviews at the same distance from the bottom edge, unless
-    // a layout places them.
-    const int dy = event->size().height() - event->oldSize().height();
-    if (isFlipped() || event->oldSize().height() < 0 || dy == 0 || layout())
+    // Unflipped subviews keep their distance from the bottom edge (unless a
+    // layout places them).
+    if (isFlipped() || layout())
         return;
     for (QObject *child : children()) {
-        auto *w = qobject_cast<QWidget *>(child);
-        if (w && !w->isWindow())
-            w->move(w->x(), w->y() + dy);
+        auto *view = qobject_cast<PLVView *>(child);
+        if (!view || view->isWindow())
+            continue;
+        const int placedIn = view->superviewHeight();
+        view->m_placedInHeight = height();
+        if (placedIn != height())
+            view->move(view->x(), view->y() + height() - placedIn);
     }
+}
+
+bool PLVView::event(QEvent *event)
+{
+    // A new superview: the current geometry is measured against it.
+    if (event->type() == QEvent::ParentChange)
+        m_placedInHeight = parentWidget() ? parentWidget()->height() : -1;
+    return QWidget::event(event);
 }
 
 QSizeF PLVView::sizeOfString(const QString &text, const QFont &font)

@@ -62,7 +62,14 @@ protected:
 
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+    bool event(QEvent *event) override;
 
 private:
     bool superviewIsFlipped() const;
+    int superviewHeight() const;
+
+    // The superview height this view's geometry was placed against. Qt delays
+    // the resize events of hidden widgets, so the distance from the bottom edge
+    // is kept from this rather than from the superview's current height.
+    int m_placedInHeight = -1;
 };
