@@ -19,14 +19,14 @@ void PLVGenericModuleModel::init()
 
 PLVModelData PLVGenericModuleModel::modelData() const
 {
-    QMutexLocker lock(&m_dataLock);
+    std::lock_guard lock(m_dataLock);
     return m_modelData;
 }
 
 void PLVGenericModuleModel::setModelData(const PLVModelData &data)
 {
     {
-        QMutexLocker lock(&m_dataLock);
+        std::lock_guard lock(m_dataLock);
         if (data == m_modelData)
             return;
         m_modelData = data;

@@ -1,7 +1,7 @@
 #pragma once
 #include "PLVCommon/platform/PLVModelData.h"
 
-#include <QMutex>
+#include <mutex>
 #include <QObject>
 
 #include <atomic>
@@ -50,7 +50,7 @@ signals:
     void modelDataChanged();
 
 private:
-    mutable QMutex m_dataLock;
+    mutable std::mutex m_dataLock;
     PLVModelData m_modelData;
     std::atomic<bool> m_statusVisible{false};
     std::atomic<bool> m_compactVisible{false};

@@ -28,7 +28,7 @@ PLVModulesDictionary::~PLVModulesDictionary()
 {
     QHash<QString, Controller> gone;
     {
-        QMutexLocker lock(&m_mutex);
+        std::lock_guard lock(m_mutex);
         gone.swap(m_controllers);
     }
 }
@@ -38,7 +38,7 @@ void PLVModulesDictionary::insert(const QString &bundleIdentifier, PLVGenericMod
     Controller strong(controller, &release);
     Controller previous;
     {
-        QMutexLocker lock(&m_mutex);
+        std::lock_guard lock(m_mutex);
         previous = m_controllers.value(bundleIdentifier);
         m_controllers.insert(bundleIdentifier, strong);
     }
@@ -48,31 +48,31 @@ void PLVModulesDictionary::remove(const QString &bundleIdentifier)
 {
     Controller gone;
     {
-        QMutexLocker lock(&m_mutex);
+        std::lock_guard lock(m_mutex);
         gone = m_controllers.take(bundleIdentifier);
     }
 }
 
 PLVModulesDictionary::Controller PLVModulesDictionary::value(const QString &bundleIdentifier) const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     return m_controllers.value(bundleIdentifier);
 }
 
 bool PLVModulesDictionary::contains(const QString &bundleIdentifier) const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     return m_controllers.contains(bundleIdentifier);
 }
 
 QStringList PLVModulesDictionary::keys() const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     return m_controllers.keys();
 }
 
 int PLVModulesDictionary::count() const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     return int(m_controllers.size());
 }

@@ -1,6 +1,6 @@
 #pragma once
 #include <QHash>
-#include <QMutex>
+#include <mutex>
 #include <QObject>
 #include <QSharedPointer>
 #include <QStringList>
@@ -32,6 +32,6 @@ public:
     int count() const;
 
 private:
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     QHash<QString, Controller> m_controllers;
 };

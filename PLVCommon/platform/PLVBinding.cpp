@@ -2,7 +2,7 @@
 
 #include <QHash>
 #include <QMetaProperty>
-#include <QMutex>
+#include <mutex>
 #include <QPointer>
 
 namespace {
@@ -71,7 +71,7 @@ struct Key {
 size_t qHash(const Key &k, size_t seed = 0) { return qHashMulti(seed, k.target, k.property); }
 
 struct Links {
-    QMutex mutex;
+    std::mutex mutex;
     QHash<Key, BindingLink *> links;
 };
 Links &links()
@@ -83,7 +83,7 @@ Links &links()
 void forget(const Key &key, BindingLink *link)
 {
     Links &l = links();
-    QMutexLocker lock(&l.mutex);
+    std::lock_guard lock(l.mutex);
     auto it = l.links.find(key);
     if (it != l.links.end() && it.value() == link)
         l.links.erase(it);
@@ -104,7 +104,7 @@ bool PLVBinding::bind(QObject *target, const char *property, QObject *source, co
     auto *link = new BindingLink(target, key.property, source, keyPath.split(QLatin1Char('.')));
     {
         Links &l = links();
-        QMutexLocker lock(&l.mutex);
+        std::lock_guard lock(l.mutex);
         l.links.insert(key, link);
     }
     auto drop = [key, link] {
@@ -124,7 +124,7 @@ void PLVBinding::unbind(QObject *target, const char *property)
     BindingLink *link = nullptr;
     {
         Links &l = links();
-        QMutexLocker lock(&l.mutex);
+        std::lock_guard lock(l.mutex);
         link = l.links.take(Key{target, QByteArray(property)});
     }
     delete link;
@@ -133,7 +133,7 @@ void PLVBinding::unbind(QObject *target, const char *property)
 bool PLVBinding::isBound(const QObject *target, const char *property)
 {
     Links &l = links();
-    QMutexLocker lock(&l.mutex);
+    std::lock_guard lock(l.mutex);
     return l.links.contains(Key{target, QByteArray(property)});
 }
 

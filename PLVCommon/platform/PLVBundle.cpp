@@ -9,7 +9,7 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QLocale>
-#include <QMutex>
+#include <mutex>
 #include <QTranslator>
 
 #include <dlfcn.h>
@@ -18,7 +18,7 @@
 namespace {
 
 struct Bundles {
-    QMutex mutex;
+    std::mutex mutex;
     QHash<QString, PLVBundle *> byPath;
     QHash<const QMetaObject *, PLVBundle *> byClass;
 };
@@ -87,7 +87,7 @@ QString bundleRootForCode(const QString &codePath)
 struct PLVBundle::Private {
     QString path;
     QVariantMap info;
-    mutable QMutex mutex;
+    mutable std::mutex mutex;
     mutable QHash<QString, std::shared_ptr<QTranslator>> translators; // table + locale -> translator
     void *handle = nullptr;
     QString loadError;
@@ -109,7 +109,7 @@ PLVBundle *PLVBundle::bundleWithPath(const QString &path)
         return nullptr;
     const QString canonical = fi.canonicalFilePath();
     Bundles &b = bundles();
-    QMutexLocker lock(&b.mutex);
+    std::lock_guard lock(b.mutex);
     PLVBundle *&slot = b.byPath[canonical];
     if (!slot)
         slot = new PLVBundle(canonical);
@@ -131,7 +131,7 @@ PLVBundle *PLVBundle::bundleWithIdentifier(const QString &identifier)
 QList<PLVBundle *> PLVBundle::allBundles()
 {
     Bundles &b = bundles();
-    QMutexLocker lock(&b.mutex);
+    std::lock_guard lock(b.mutex);
     return b.byPath.values();
 }
 
@@ -173,7 +173,7 @@ PLVBundle *PLVBundle::bundleForClass(const QMetaObject *metaObject)
         return nullptr;
     Bundles &b = bundles();
     {
-        QMutexLocker lock(&b.mutex);
+        std::lock_guard lock(b.mutex);
         if (PLVBundle *cached = b.byClass.value(metaObject))
             return cached;
     }
@@ -194,7 +194,7 @@ PLVBundle *PLVBundle::bundleForClass(const QMetaObject *metaObject)
     }
     if (!bundle)
         bundle = mainBundle();
-    QMutexLocker lock(&b.mutex);
+    std::lock_guard lock(b.mutex);
     b.byClass.insert(metaObject, bundle);
     return bundle;
 }
@@ -243,7 +243,7 @@ QString PLVBundle::localizedString(const QString &key, const QString &value, con
     const QString cacheKey = table + QLatin1Char('/') + locale.name();
     std::shared_ptr<QTranslator> translator;
     {
-        QMutexLocker lock(&d->mutex);
+        std::lock_guard lock(d->mutex);
         auto it = d->translators.find(cacheKey);
         if (it == d->translators.end()) {
             auto t = std::make_shared<QTranslator>();
@@ -263,7 +263,7 @@ QString PLVBundle::localizedString(const QString &key, const QString &value, con
 
 bool PLVBundle::load()
 {
-    QMutexLocker lock(&d->mutex);
+    std::lock_guard lock(d->mutex);
     if (d->handle)
         return true;
     const QString exe = executablePath();
@@ -282,13 +282,13 @@ bool PLVBundle::load()
 
 bool PLVBundle::isLoaded() const
 {
-    QMutexLocker lock(&d->mutex);
+    std::lock_guard lock(d->mutex);
     return d->handle != nullptr;
 }
 
 QString PLVBundle::loadError() const
 {
-    QMutexLocker lock(&d->mutex);
+    std::lock_guard lock(d->mutex);
     return d->loadError;
 }
 

@@ -2,12 +2,12 @@
 
 #include <QHash>
 #include <QMetaMethod>
-#include <QMutex>
+#include <mutex>
 
 namespace {
 
 struct Registry {
-    QMutex mutex;
+    std::mutex mutex;
     QHash<QString, const QMetaObject *> classes;
 };
 
@@ -24,14 +24,14 @@ void PLVClassRegistry::registerClass(const QMetaObject *metaObject)
     if (!metaObject)
         return;
     Registry &r = registry();
-    QMutexLocker lock(&r.mutex);
+    std::lock_guard lock(r.mutex);
     r.classes.insert(QString::fromLatin1(metaObject->className()), metaObject);
 }
 
 const QMetaObject *PLVClassRegistry::classNamed(const QString &name)
 {
     Registry &r = registry();
-    QMutexLocker lock(&r.mutex);
+    std::lock_guard lock(r.mutex);
     return r.classes.value(name, nullptr);
 }
 

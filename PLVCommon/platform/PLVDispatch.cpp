@@ -1,11 +1,19 @@
 #include "PLVDispatch.h"
 
+#include "PLVTsan.h"
+
 #include <QCoreApplication>
 #include <QThread>
 #include <QTimer>
 
 namespace {
 constexpr int kGlobalQueueWidth = 64;
+// ThreadSanitizer edges: each submission releases its queue's address before
+// handing the work to Qt, and the work acquires it before touching anything;
+// every global task releases globalDrained when it ends, for drainGlobal().
+char globalSubmitted;
+char mainSubmitted;
+char globalDrained;
 }
 
 QThreadPool *PLVDispatch::globalPool()
@@ -25,13 +33,24 @@ void PLVDispatch::async(Queue queue, Work work)
     if (!work)
         return;
     if (queue == Queue::Global) {
-        globalPool()->start(std::move(work));
+        std::function<void()> task = [work = std::move(work)] {
+            plvTsanAcquire(&globalSubmitted);
+            work();
+            plvTsanRelease(&globalDrained);
+        };
+        plvTsanRelease(&globalSubmitted);
+        globalPool()->start(std::move(task));
         return;
     }
     QCoreApplication *app = QCoreApplication::instance();
     if (!app)
         return;
-    QMetaObject::invokeMethod(app, std::move(work), Qt::QueuedConnection);
+    std::function<void()> task = [work = std::move(work)] {
+        plvTsanAcquire(&mainSubmitted);
+        work();
+    };
+    plvTsanRelease(&mainSubmitted);
+    QMetaObject::invokeMethod(app, std::move(task), Qt::QueuedConnection);
 }
 
 void PLVDispatch::after(double seconds, Queue queue, Work work)
@@ -48,10 +67,12 @@ void PLVDispatch::after(double seconds, Queue queue, Work work)
         else
             async(Queue::Global, std::move(work));
     };
-    // The timer must be created on the main thread; hop there first when needed.
-    QMetaObject::invokeMethod(app, [app, ms, fire = std::move(fire)]() mutable {
-        QTimer::singleShot(ms, Qt::PreciseTimer, app, std::move(fire));
-    }, isMainThread() ? Qt::DirectConnection : Qt::QueuedConnection);
+    // The timer must be created on the main thread.
+    auto arm = [app, ms, fire = std::move(fire)]() mutable { QTimer::singleShot(ms, Qt::PreciseTimer, app, std::move(fire)); };
+    if (isMainThread())
+        arm();
+    else
+        async(Queue::Main, std::move(arm));
 }
 
 bool PLVDispatch::isMainThread()
@@ -63,4 +84,5 @@ bool PLVDispatch::isMainThread()
 void PLVDispatch::drainGlobal()
 {
     globalPool()->waitForDone();
+    plvTsanAcquire(&globalDrained);
 }

@@ -1,11 +1,12 @@
 #include "PLVModelData.h"
 
-#include <QReadWriteLock>
+#include <mutex>
+#include <shared_mutex>
 
 #include <atomic>
 
 struct PLVModelData::Shared {
-    mutable QReadWriteLock lock;
+    mutable std::shared_mutex lock;
     QVariantMap map;
     std::atomic<quint64> generation{0};
 };
@@ -25,7 +26,7 @@ QVariant PLVModelData::value(const QString &key) const
 {
     if (!d)
         return {};
-    QReadLocker lock(&d->lock);
+    std::shared_lock lock(d->lock);
     return d->map.value(key);
 }
 
@@ -33,7 +34,7 @@ bool PLVModelData::contains(const QString &key) const
 {
     if (!d)
         return false;
-    QReadLocker lock(&d->lock);
+    std::shared_lock lock(d->lock);
     return d->map.contains(key);
 }
 
@@ -41,7 +42,7 @@ qsizetype PLVModelData::count() const
 {
     if (!d)
         return 0;
-    QReadLocker lock(&d->lock);
+    std::shared_lock lock(d->lock);
     return d->map.size();
 }
 
@@ -49,7 +50,7 @@ QVariantMap PLVModelData::snapshot() const
 {
     if (!d)
         return {};
-    QReadLocker lock(&d->lock);
+    std::shared_lock lock(d->lock);
     return d->map; // implicitly shared: the copy is taken under the lock
 }
 
@@ -59,7 +60,7 @@ void PLVModelData::setValue(const QString &key, const QVariant &value) const
 {
     if (!d)
         return;
-    QWriteLocker lock(&d->lock);
+    std::unique_lock lock(d->lock);
     d->map.insert(key, value);
     d->generation.fetch_add(1, std::memory_order_release);
 }
@@ -68,7 +69,7 @@ void PLVModelData::insert(const QVariantMap &values) const
 {
     if (!d || values.isEmpty())
         return;
-    QWriteLocker lock(&d->lock);
+    std::unique_lock lock(d->lock);
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         d->map.insert(it.key(), it.value());
     d->generation.fetch_add(1, std::memory_order_release);
@@ -78,7 +79,7 @@ void PLVModelData::remove(const QString &key) const
 {
     if (!d)
         return;
-    QWriteLocker lock(&d->lock);
+    std::unique_lock lock(d->lock);
     if (d->map.remove(key))
         d->generation.fetch_add(1, std::memory_order_release);
 }
@@ -87,7 +88,7 @@ void PLVModelData::clear() const
 {
     if (!d)
         return;
-    QWriteLocker lock(&d->lock);
+    std::unique_lock lock(d->lock);
     d->map.clear();
     d->generation.fetch_add(1, std::memory_order_release);
 }

@@ -3,7 +3,7 @@
 #include "PLVLog.h"
 
 #include <QMetaMethod>
-#include <QMutex>
+#include <mutex>
 #include <QSet>
 
 #include <vector>
@@ -31,7 +31,7 @@ public:
 } // namespace
 
 struct PLVNotificationCenter::Private {
-    mutable QMutex mutex;
+    mutable std::mutex mutex;
     std::vector<Entry> entries;
     QSet<quint64> live;
     QSet<QObject *> watched; // observers whose destruction we already listen to
@@ -83,7 +83,7 @@ void PLVNotificationCenter::addObserver(QObject *observer, const char *selector,
 
     bool connectDestroyed = false;
     {
-        QMutexLocker lock(&d->mutex);
+        std::lock_guard lock(d->mutex);
         e.id = d->nextId++;
         d->live.insert(e.id);
         d->entries.push_back(std::move(e));
@@ -95,7 +95,7 @@ void PLVNotificationCenter::addObserver(QObject *observer, const char *selector,
     if (connectDestroyed)
         connect(observer, &QObject::destroyed, this, [this](QObject *gone) {
             removeObserver(gone);
-            QMutexLocker lock(&d->mutex);
+            std::lock_guard lock(d->mutex);
             d->watched.remove(gone);
         }, Qt::DirectConnection);
 }
@@ -110,7 +110,7 @@ QObject *PLVNotificationCenter::addObserverForName(const QString &name, const QO
     e.name = name;
     e.sender = object;
     {
-        QMutexLocker lock(&d->mutex);
+        std::lock_guard lock(d->mutex);
         e.id = d->nextId++;
         d->live.insert(e.id);
         d->entries.push_back(std::move(e));
@@ -129,7 +129,7 @@ void PLVNotificationCenter::postNotification(const PLVNotification &n)
 {
     std::vector<Entry> targets;
     {
-        QMutexLocker lock(&d->mutex);
+        std::lock_guard lock(d->mutex);
         for (const Entry &e : d->entries) {
             if (!e.name.isEmpty() && e.name != n.name)
                 continue;
@@ -140,7 +140,7 @@ void PLVNotificationCenter::postNotification(const PLVNotification &n)
     }
     for (const Entry &e : targets) {
         {
-            QMutexLocker lock(&d->mutex);
+            std::lock_guard lock(d->mutex);
             if (!d->live.contains(e.id))
                 continue;
         }
@@ -168,7 +168,7 @@ void PLVNotificationCenter::removeObserver(QObject *observer, const QString &nam
         return;
     std::vector<QObject *> tokens;
     {
-        QMutexLocker lock(&d->mutex);
+        std::lock_guard lock(d->mutex);
         auto &entries = d->entries;
         for (auto it = entries.begin(); it != entries.end();) {
             const bool match = it->observer == observer && (name.isEmpty() || it->name == name)
@@ -190,6 +190,6 @@ void PLVNotificationCenter::removeObserver(QObject *observer, const QString &nam
 
 int PLVNotificationCenter::observerCount() const
 {
-    QMutexLocker lock(&d->mutex);
+    std::lock_guard lock(d->mutex);
     return int(d->entries.size());
 }

@@ -8,7 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QMutex>
+#include <mutex>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -42,7 +42,7 @@ struct ReadCache {
         Identity identity;
         QVariantMap map;
     };
-    QMutex mutex;
+    std::mutex mutex;
     QHash<QString, Item> items;
 };
 
@@ -63,7 +63,7 @@ FileState readStore(const QString &path, QVariantMap *out)
     }
     ReadCache &cache = readCache();
     {
-        QMutexLocker lock(&cache.mutex);
+        std::lock_guard lock(cache.mutex);
         auto it = cache.items.constFind(path);
         if (it != cache.items.cend() && it->identity == id) {
             *out = it->map;
@@ -80,7 +80,7 @@ FileState readStore(const QString &path, QVariantMap *out)
         return FileState::Corrupt;
     }
     *out = parsed.toMap();
-    QMutexLocker lock(&cache.mutex);
+    std::lock_guard lock(cache.mutex);
     cache.items.insert(path, {id, *out});
     return FileState::Valid;
 }

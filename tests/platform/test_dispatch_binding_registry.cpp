@@ -6,6 +6,8 @@
 #include <QCoreApplication>
 #include <QThread>
 
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -106,7 +108,7 @@ class Source : public QObject
     Q_PROPERTY(Inner *inner READ inner WRITE setInner NOTIFY innerChanged)
     Q_PROPERTY(QVariantMap values READ values WRITE setValues NOTIFY valuesChanged)
 public:
-    int count() const { return m_count; }
+    int count() const { return m_count.load(); }
     void setCount(int c)
     {
         m_count = c;
@@ -130,7 +132,7 @@ signals:
     void valuesChanged();
 
 private:
-    int m_count = 0;
+    std::atomic<int> m_count{0}; // written from a worker in one test
     Inner *m_inner = nullptr;
     QVariantMap m_values;
 };
@@ -227,10 +229,8 @@ TEST(Binding, ChangesMadeOnAWorkerReachTheTargetOnItsOwnThread)
     Source source;
     Target target;
     PLVBinding::bind(&target, "value", &source, QStringLiteral("count"));
-    QThread *worker = QThread::create([&] { source.setCount(42); });
-    worker->start();
-    worker->wait();
-    delete worker;
+    std::thread worker([&] { source.setCount(42); });
+    worker.join();
     ASSERT_TRUE(waitUntil([&] { return target.value().toInt() == 42; }));
 }
 

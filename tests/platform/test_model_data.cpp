@@ -2,6 +2,8 @@
 
 #include <QThread>
 
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -49,9 +51,9 @@ TEST(ModelData, WritersAndReadersOnManyThreadsSeeConsistentBatches)
     std::atomic<bool> stop{false};
     std::atomic<int> torn{0};
     std::atomic<long> reads{0};
-    QList<QThread *> threads;
+    std::vector<std::thread> writers, readers;
     for (int w = 0; w < 3; ++w)
-        threads << QThread::create([&, w] {
+        writers.emplace_back([&, w] {
             for (int i = 0; i < 20000; ++i) {
                 const int v = w * 1000000 + i;
                 data.insert({{QStringLiteral("a"), v}, {QStringLiteral("b"), v}, {QStringLiteral("text"), QString::number(v)}});
@@ -60,7 +62,7 @@ TEST(ModelData, WritersAndReadersOnManyThreadsSeeConsistentBatches)
             }
         });
     for (int r = 0; r < 3; ++r)
-        threads << QThread::create([&] {
+        readers.emplace_back([&] {
             while (!stop.load()) {
                 const QVariantMap m = data.snapshot();
                 if (m.value(QStringLiteral("a")) != m.value(QStringLiteral("b")))
@@ -70,15 +72,11 @@ TEST(ModelData, WritersAndReadersOnManyThreadsSeeConsistentBatches)
                 ++reads;
             }
         });
-    for (QThread *t : threads)
-        t->start();
-    for (int w = 0; w < 3; ++w)
-        threads[w]->wait();
+    for (std::thread &t : writers)
+        t.join();
     stop = true;
-    for (QThread *t : threads) {
-        t->wait();
-        delete t;
-    }
+    for (std::thread &t : readers)
+        t.join();
     EXPECT_EQ(torn.load(), 0);
     EXPECT_GT(reads.load(), 0);
     EXPECT_GE(data.generation(), 60000u);

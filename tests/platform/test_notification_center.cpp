@@ -2,6 +2,8 @@
 
 #include <QThread>
 
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -146,12 +148,15 @@ TEST(NotificationCenter, DeliveryHappensOnThePostingThread)
     center.addObserverForName(QStringLiteral("T"), nullptr, [&](const PLVNotification &) {
         blockThread = QThread::currentThread();
     });
-    QThread *poster = QThread::create([&] { center.postNotificationName(QStringLiteral("T")); });
-    poster->start();
-    poster->wait();
-    EXPECT_EQ(a.lastThread, poster);
-    EXPECT_EQ(blockThread.load(), poster);
-    delete poster;
+    QThread *posterThread = nullptr;
+    std::thread poster([&] {
+        posterThread = QThread::currentThread();
+        center.postNotificationName(QStringLiteral("T"));
+    });
+    poster.join();
+    ASSERT_NE(posterThread, QThread::currentThread());
+    EXPECT_EQ(a.lastThread, posterThread);
+    EXPECT_EQ(blockThread.load(), posterThread);
 }
 
 TEST(NotificationCenter, ConcurrentPostersAndRegistrationsDoNotRace)
@@ -159,21 +164,17 @@ TEST(NotificationCenter, ConcurrentPostersAndRegistrationsDoNotRace)
     PLVNotificationCenter center;
     std::atomic<int> hits{0};
     center.addObserverForName(QStringLiteral("C"), nullptr, [&](const PLVNotification &) { hits.fetch_add(1); });
-    QList<QThread *> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads << QThread::create([&] {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
             for (int i = 0; i < 500; ++i) {
                 center.postNotificationName(QStringLiteral("C"));
                 QObject *tmp = center.addObserverForName(QStringLiteral("D"), nullptr, [](const PLVNotification &) {});
                 center.removeObserver(tmp);
             }
         });
-        threads.last()->start();
-    }
-    for (QThread *t : threads) {
-        t->wait();
-        delete t;
-    }
+    for (std::thread &t : threads)
+        t.join();
     EXPECT_EQ(hits.load(), 2000);
     EXPECT_EQ(center.observerCount(), 1);
 }

@@ -1,0 +1,49 @@
+#pragma once
+#include "PLVCommon/core/PLVModulesDictionary.h"
+#include "PLVCommon/core/PLVTimer.h"
+
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QTextStream>
+
+class PLVGenericModuleController;
+
+// The monitor's module host: sets every loaded module up as the application
+// does at start-up and, until the panel views exist, prints one line per tick
+// with each module's three-letter name and the values its model publishes.
+class MonitorHost : public QObject
+{
+    Q_OBJECT
+public:
+    struct Options {
+        bool allValues = false; // every key, not only the texts
+        int ticks = 0;          // stop after this many lines (0: run on)
+    };
+
+    MonitorHost(const Options &options, QTextStream &out, QObject *parent = nullptr);
+    ~MonitorHost() override;
+
+    // Sets up and registers one module; the host owns it from now on.
+    void addModule(PLVGenericModuleController *controller);
+    void start();
+    QStringList moduleIdentifiers() const { return m_order; }
+
+    // One module's part of a line.
+    static QString describe(const QString &shortName, const QVariantMap &values, bool allValues);
+
+signals:
+    void finished();
+
+private:
+    void moduleUpdated(const QString &bundleIdentifier);
+    void printLine();
+
+    Options m_options;
+    QTextStream &m_out;
+    PLVModulesDictionary m_modules;
+    PLVTimer *m_timer = nullptr;
+    QStringList m_order;
+    QSet<QString> m_reported;
+    int m_lines = 0;
+};

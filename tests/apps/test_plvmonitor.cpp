@@ -1,0 +1,90 @@
+#include "PLVCommon/platform/PLVPlist.h"
+#include "support/PLVTest.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct MonitorRun {
+    int exitCode = -1;
+    QStringList lines;
+    QByteArray err;
+};
+
+MonitorRun plvmonitor(const QStringList &args, const QProcessEnvironment &env = QProcessEnvironment::systemEnvironment())
+{
+    QProcess p;
+    p.setProcessEnvironment(env);
+    p.start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), args);
+    MonitorRun r;
+    if (!p.waitForFinished(60000)) {
+        p.kill();
+        p.waitForFinished();
+    }
+    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.lines = QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    r.err = p.readAllStandardError();
+    return r;
+}
+
+QProcessEnvironment withoutPlugIns()
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("PLV_PLUGINS_PATH"));
+    return env;
+}
+
+} // namespace
+
+TEST(Plvmonitor, RunsTheModulesOfItsPlugInsFolderAndShowsChangingValues)
+{
+    plvtest::TempGroupContainer container;
+    QProcessEnvironment env = withoutPlugIns();
+    env.insert(QStringLiteral("PLV_PLUGINS_PATH"), QStringLiteral(PLV_TEST_BUNDLES_DIR));
+    const MonitorRun r = plvmonitor({QStringLiteral("--interval"), QStringLiteral("0.05"), QStringLiteral("--ticks"),
+                              QStringLiteral("3")}, env);
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    ASSERT_EQ(r.lines.size(), 3) << r.lines.join(QLatin1Char('\n')).toStdString();
+    QList<int> ticks;
+    const QRegularExpression tick(QStringLiteral("TEST tickText=tick (\\d+)"));
+    for (const QString &line : r.lines) {
+        const auto m = tick.match(line);
+        ASSERT_TRUE(m.hasMatch()) << line.toStdString();
+        ticks << m.captured(1).toInt();
+    }
+    EXPECT_LT(ticks[0], ticks[1]);
+    EXPECT_LT(ticks[1], ticks[2]);
+
+    // The interval went into the shared settings, where every process reads it.
+    const QVariantMap prefs = PLVPlist::readDictionary(container.preferencesFile()).toMap();
+    EXPECT_DOUBLE_EQ(prefs.value(QStringLiteral("plvSlideInterval")).toDouble(), 0.05);
+
+    // Every value, numbers included, on request.
+    const MonitorRun all = plvmonitor({QStringLiteral("--all"), QStringLiteral("--ticks"), QStringLiteral("1")}, env);
+    ASSERT_EQ(all.lines.size(), 1);
+    EXPECT_TRUE(all.lines[0].contains(QStringLiteral("tick=")));
+    EXPECT_TRUE(all.lines[0].contains(QStringLiteral("modelOnMainThread=false")));
+}
+
+TEST(Plvmonitor, SaysPlainlyWhenItHasNothingToRunOrIsMisused)
+{
+    plvtest::TempGroupContainer container;
+    QTemporaryDir empty;
+    QProcessEnvironment env = withoutPlugIns();
+    env.insert(QStringLiteral("PLV_PLUGINS_PATH"), empty.path());
+    const MonitorRun none = plvmonitor({QStringLiteral("--ticks"), QStringLiteral("1")}, env);
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_TRUE(none.err.contains("no module bundles found")) << none.err.toStdString();
+
+    const MonitorRun bad = plvmonitor({QStringLiteral("--interval"), QStringLiteral("soon")}, env);
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_TRUE(bad.err.contains("--interval")) << bad.err.toStdString();
+
+    const MonitorRun info = plvmonitor({QStringLiteral("--info")}, env);
+    EXPECT_EQ(info.exitCode, 0);
+    EXPECT_TRUE(info.lines.join(QLatin1Char('\n')).contains(container.path())) << info.lines.join(QLatin1Char('\n')).toStdString();
+}
