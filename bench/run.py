@@ -5,6 +5,7 @@ Conventions
   * Each program is build/<preset>/bench/bench_<name>; benchmark names are
     "<group>/<case>[/<args>]". The case named "baseline" is the floor of its group,
     measured in the same run; every other case is reported as time / baseline.
+    A case that sets items processed is reported per item.
   * Peers outside C++ (python3-psutil, procps ps, ...) live in bench/peers_<name>.py:
     a module-level PEERS = {"<group>": {"<case>": callable}} whose callables run one
     iteration; they are timed here, in this Python process, and reported against the
@@ -34,12 +35,18 @@ def run_program(path, flt, repetitions):
     env = dict(os.environ, QT_QPA_PLATFORM=os.environ.get("QT_QPA_PLATFORM", "offscreen"))
     out = subprocess.run(cmd, check=True, capture_output=True, text=True, env=env).stdout
     results = {}
+    if not out.strip():  # nothing matched the filter
+        return results
     for b in json.loads(out)["benchmarks"]:
         if b.get("aggregate_name", "median") != "median":
             continue
         name = b.get("run_name", b["name"])
         unit = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[b.get("time_unit", "ns")]
-        results[name] = (b["real_time"] * unit, b.get("label", ""))
+        secs = b["real_time"] * unit
+        # A case that processes several items per iteration is reported per item.
+        if b.get("items_per_second"):
+            secs = 1.0 / b["items_per_second"]
+        results[name] = (secs, b.get("label", ""))
     return results
 
 
@@ -55,7 +62,7 @@ def time_peer(fn, min_time=0.5, max_iters=10000):
 
 
 def split(name):
-    parts = name.split("/")
+    parts = [p for p in name.split("/") if p not in ("real_time", "process_time")]
     return parts[0], "/".join(parts[1:]) or parts[0]
 
 
