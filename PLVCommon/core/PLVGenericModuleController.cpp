@@ -67,22 +67,26 @@ PLVViewController *PLVGenericModuleController::makeViewController(const QMetaObj
     return vc;
 }
 
+// Both variants: a fresh view controller from its interface file, views
+// loaded before the first update, then bound.
+void PLVGenericModuleController::setUpVariant(QPointer<PLVViewController> &slot, const QMetaObject *cls)
+{
+    delete slot.data();
+    slot = makeViewController(cls);
+    if (slot)
+        slot->loadView();
+}
+
 void PLVGenericModuleController::initMainApp()
 {
-    delete m_viewcontroller;
-    m_viewcontroller = makeViewController(viewControllerClass());
-    if (m_viewcontroller)
-        m_viewcontroller->loadView();
+    setUpVariant(m_viewcontroller, viewControllerClass());
     bindVariables();
     m_moduleUsed = 0;
 }
 
 void PLVGenericModuleController::initNCApp()
 {
-    delete m_ncviewcontroller;
-    m_ncviewcontroller = makeViewController(ncViewControllerClass());
-    if (m_ncviewcontroller)
-        m_ncviewcontroller->loadView();
+    setUpVariant(m_ncviewcontroller, ncViewControllerClass());
     bindVariablesNCApp();
     m_moduleUsed = 1;
 }

@@ -100,6 +100,7 @@ public:
 private:
     PLVGenericViewController *genericViewController() const;
     PLVViewController *makeViewController(const QMetaObject *cls);
+    void setUpVariant(QPointer<PLVViewController> &slot, const QMetaObject *cls);
 
     QPointer<PLVViewController> m_ncviewcontroller;
     QPointer<PLVViewController> m_viewcontroller;

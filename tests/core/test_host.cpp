@@ -17,6 +17,11 @@ public:
     using QApplication::QApplication;
 };
 
+// argc/argv that outlive the application object built on them.
+int hostArgc = 1;
+char hostName[] = "host";
+char *hostArgv[] = {hostName, nullptr};
+
 int report()
 {
     std::printf("%s", TQIsTodayExtenstion::isTodayExtention() ? "widget" : "monitor");
@@ -27,19 +32,13 @@ int report()
 
 PLV_TEST_CHILD(host_as_widget)
 {
-    int argc = 1;
-    char name[] = "host";
-    char *argv[] = {name, nullptr};
-    WidgetHostApplication app(argc, argv);
+    WidgetHostApplication app(hostArgc, hostArgv);
     return report();
 }
 
 PLV_TEST_CHILD(host_as_core)
 {
-    int argc = 1;
-    char name[] = "host";
-    char *argv[] = {name, nullptr};
-    QCoreApplication app(argc, argv);
+    QCoreApplication app(hostArgc, hostArgv);
     return report();
 }
 
@@ -48,15 +47,12 @@ PLV_TEST_CHILD(host_without_application) { return report(); }
 // The answer is not remembered: replacing the application object changes it.
 PLV_TEST_CHILD(host_replaced)
 {
-    int argc = 1;
-    char name[] = "host";
-    char *argv[] = {name, nullptr};
     {
-        WidgetHostApplication widget(argc, argv);
+        WidgetHostApplication widget(hostArgc, hostArgv);
         report();
     }
     std::printf(",");
-    QApplication monitor(argc, argv);
+    QApplication monitor(hostArgc, hostArgv);
     return report();
 }
 
