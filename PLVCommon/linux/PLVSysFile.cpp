@@ -116,7 +116,125 @@ bool parseI64(const char *&p, const char *end, long long &out)
     return true;
 }
 
+bool parseCpuList(const char *p, const char *end, std::vector<int> &out)
+{
+    out.clear();
+    for (;;) {
+        while (p < end && (*p == ' ' || *p == '\t' || *p == '\n'))
+            ++p;
+        if (p >= end || *p == '\0')
+            return true;
+        unsigned long long first = 0, last = 0;
+        if (!parseU64(p, end, first))
+            return false;
+        last = first;
+        if (p < end && *p == '-') {
+            ++p;
+            if (!parseU64(p, end, last) || last < first)
+                return false;
+        }
+        // kernel_max is at most 8191; anything larger is not a CPU list.
+        if (last > 65535)
+            return false;
+        for (unsigned long long c = first; c <= last; ++c)
+            out.push_back(int(c));
+        if (p < end && *p == ',')
+            ++p;
+        else if (p < end && *p != '\n' && *p != ' ' && *p != '\t' && *p != '\0')
+            return false;
+    }
+}
+
+ssize_t preadAll(int fd, std::vector<char> &buf)
+{
+    if (buf.size() < 4096)
+        buf.resize(4096);
+    size_t total = 0;
+    for (;;) {
+        if (total + 1 >= buf.size())
+            buf.resize(buf.size() * 2);
+        const ssize_t n = ::pread(fd, buf.data() + total, buf.size() - 1 - total, off_t(total));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return -1;
+        }
+        if (n == 0)
+            break;
+        total += size_t(n);
+    }
+    buf[total] = '\0';
+    return ssize_t(total);
+}
+
 } // namespace PLVSysFile
+
+PLVOpenSysFile::PLVOpenSysFile(const PLVSysRoot &root, const char *relative)
+    : m_path(root.nativePath(relative)), m_keepOpen(root.isLive())
+{
+    if (m_keepOpen)
+        m_fd.store(::open(m_path.constData(), O_RDONLY | O_CLOEXEC));
+}
+
+PLVOpenSysFile::~PLVOpenSysFile()
+{
+    const int fd = m_fd.load();
+    if (fd >= 0)
+        ::close(fd);
+}
+
+PLVOpenSysFile::PLVOpenSysFile(PLVOpenSysFile &&other) noexcept
+    : m_path(std::move(other.m_path)), m_keepOpen(other.m_keepOpen), m_fd(other.m_fd.exchange(-1))
+{
+}
+
+PLVOpenSysFile &PLVOpenSysFile::operator=(PLVOpenSysFile &&other) noexcept
+{
+    if (this != &other) {
+        const int old = m_fd.exchange(other.m_fd.exchange(-1));
+        if (old >= 0)
+            ::close(old);
+        m_path = std::move(other.m_path);
+        m_keepOpen = other.m_keepOpen;
+    }
+    return *this;
+}
+
+ssize_t PLVOpenSysFile::read(std::vector<char> &buf) const
+{
+    if (m_path.isEmpty())
+        return -1;
+    if (m_keepOpen) {
+        int fd = m_fd.load(std::memory_order_acquire);
+        if (fd < 0) {
+            // Not there at start-up (or not yet readable): try again, once per
+            // read, and publish the descriptor for the other threads.
+            const int opened = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC);
+            if (opened < 0)
+                return -1;
+            int expected = -1;
+            if (m_fd.compare_exchange_strong(expected, opened, std::memory_order_acq_rel))
+                fd = opened;
+            else {
+                ::close(opened);
+                fd = expected;
+            }
+        }
+        const ssize_t n = PLVSysFile::preadAll(fd, buf);
+        if (n >= 0)
+            return n;
+        // The file went away under the descriptor (a CPU or device removed):
+        // fall through to a fresh open, which tells whether it is still there.
+    }
+    const int fd = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    const ssize_t n = PLVSysFile::preadAll(fd, buf);
+    const int saved = errno;
+    ::close(fd);
+    errno = saved;
+    return n;
+}
 
 namespace PLVLinuxClock {
 

@@ -4,6 +4,9 @@
 
 #include <sys/types.h>
 
+#include <atomic>
+#include <vector>
+
 // Small-file reading for /proc and /sys, and the root a reader works under.
 //
 // Every Linux reader takes a root folder ("/" on a live system) so that tests
@@ -37,7 +40,45 @@ QByteArray read(const QString &path, qsizetype maxSize = 4 * 1024 * 1024);
 bool parseU64(const char *&p, const char *end, unsigned long long &out);
 bool parseI64(const char *&p, const char *end, long long &out);
 
+// A kernel CPU list such as "0-3,8,10-11\n" (the format of `online`, `present`
+// and `topology/core_cpus_list`). False when the text is not such a list; an
+// empty text is an empty list.
+bool parseCpuList(const char *p, const char *end, std::vector<int> &out);
+
+// Reads the whole file from its start into buf, growing it as needed and
+// NUL-terminating it. Returns the length or -1. Uses pread, so several threads
+// may share the descriptor.
+ssize_t preadAll(int fd, std::vector<char> &buf);
+
 } // namespace PLVSysFile
+
+// A /proc or /sys file that is read again and again (every sample).
+//
+// On the live system the file is opened once and re-read from offset 0 with
+// pread, which makes the kernel generate fresh content each time; that saves
+// the path walk and the open/close pair on every sample. Under any other root
+// (fixture trees, which tests rewrite and delete between samples) it is opened
+// afresh on every read. Reading is thread-safe.
+class PLVOpenSysFile
+{
+public:
+    PLVOpenSysFile() = default;
+    PLVOpenSysFile(const PLVSysRoot &root, const char *relative);
+    ~PLVOpenSysFile();
+    PLVOpenSysFile(PLVOpenSysFile &&other) noexcept;
+    PLVOpenSysFile &operator=(PLVOpenSysFile &&other) noexcept;
+    PLVOpenSysFile(const PLVOpenSysFile &) = delete;
+    PLVOpenSysFile &operator=(const PLVOpenSysFile &) = delete;
+
+    // The whole content, NUL-terminated, in buf; the length or -1.
+    ssize_t read(std::vector<char> &buf) const;
+    const QByteArray &path() const { return m_path; }
+
+private:
+    QByteArray m_path;
+    bool m_keepOpen = false;
+    mutable std::atomic<int> m_fd{-1};
+};
 
 namespace PLVLinuxClock {
 // The boot instant in seconds since 1970: CLOCK_REALTIME - CLOCK_BOOTTIME, so
