@@ -61,7 +61,7 @@ bool parse(const char *text, const char *end, std::vector<PLVCpuTicks> &ticks, s
 PLVCpuSource::PLVCpuSource(const PLVSysRoot &root)
     : m_root(root), m_stat(root, "proc/stat"), m_online(root, "sys/devices/system/cpu/online")
 {
-    m_buf.resize(16 * 1024);
+    m_buf.resize(64 * 1024);
 }
 
 PLVCpuSource::~PLVCpuSource() = default;
@@ -120,14 +120,17 @@ PLVCoreInfo PLVCpuSource::coreInfo()
     return info;
 }
 
+bool PLVCpuSource::readOnline(std::vector<int> &online)
+{
+    const ssize_t n = m_online.read(m_buf);
+    return n >= 0 && PLVSysFile::parseCpuList(m_buf.data(), m_buf.data() + n, online);
+}
+
 std::optional<quint32> PLVCpuSource::logicalCount()
 {
-    if (m_online.read(m_buf) < 0)
+    if (!readOnline(m_onlineList))
         return std::nullopt;
-    std::vector<int> online;
-    if (!PLVSysFile::parseCpuList(m_buf.data(), m_buf.data() + std::strlen(m_buf.data()), online))
-        return std::nullopt;
-    return quint32(online.size());
+    return quint32(m_onlineList.size());
 }
 
 bool PLVCpuSource::loadInfo(std::vector<PLVCpuTicks> &ticks, std::vector<char> &has)
@@ -140,28 +143,18 @@ bool PLVCpuSource::loadInfo(std::vector<PLVCpuTicks> &ticks, std::vector<char> &
     return PLVCpuStat::parse(m_buf.data(), m_buf.data() + n, ticks, has);
 }
 
-const PLVOpenSysFile &PLVCpuSource::onlineFileOf(int cpu)
-{
-    if (m_cpuOnline.size() <= size_t(cpu))
-        m_cpuOnline.resize(size_t(cpu) + 1);
-    PLVOpenSysFile &file = m_cpuOnline[size_t(cpu)];
-    if (file.path().isEmpty())
-        file = PLVOpenSysFile(m_root, QByteArray("sys/devices/system/cpu/cpu" + QByteArray::number(cpu) + "/online").constData());
-    return file;
-}
-
-void PLVCpuSource::basicInfo(const std::vector<int> &cpus, std::vector<char> &running)
+std::optional<quint32> PLVCpuSource::basicInfo(const std::vector<int> &cpus, std::vector<char> &running)
 {
     running.assign(cpus.size(), 1);
-    for (size_t i = 0; i < cpus.size(); ++i) {
-        if (cpus[i] < 0 || cpus[i] > kMaxCpuNumber)
-            continue;
-        const ssize_t n = onlineFileOf(cpus[i]).read(m_buf);
-        if (n <= 0)
-            continue; // no such file: the CPU cannot be taken offline
-        const char *p = m_buf.data();
-        while (*p == ' ' || *p == '\t')
-            ++p;
-        running[i] = *p != '0';
+    if (!readOnline(m_onlineList))
+        return std::nullopt;
+    std::fill(m_onlineMask.begin(), m_onlineMask.end(), 0);
+    for (int cpu : m_onlineList) {
+        if (m_onlineMask.size() <= size_t(cpu))
+            m_onlineMask.resize(size_t(cpu) + 1, 0);
+        m_onlineMask[size_t(cpu)] = 1;
     }
+    for (size_t i = 0; i < cpus.size(); ++i)
+        running[i] = cpus[i] >= 0 && size_t(cpus[i]) < m_onlineMask.size() && m_onlineMask[size_t(cpus[i])];
+    return quint32(m_onlineList.size());
 }

@@ -58,18 +58,21 @@ public:
     // fewer than the four counters user, nice, system, idle.
     bool loadInfo(std::vector<PLVCpuTicks> &ticks, std::vector<char> &has);
 
-    // Running state of each given kernel CPU, from cpuN/online; a CPU without
-    // that file (cpu0 on most machines, or no /sys at all) counts as running.
-    void basicInfo(const std::vector<int> &cpus, std::vector<char> &running);
+    // Running state of each given kernel CPU, and the number of online CPUs,
+    // from one reading of the `online` list. (The per-CPU cpuN/online files
+    // say the same but cost several microseconds each, per sample.) Without a
+    // readable list every CPU counts as running and the count is absent.
+    std::optional<quint32> basicInfo(const std::vector<int> &cpus, std::vector<char> &running);
 
 private:
-    const PLVOpenSysFile &onlineFileOf(int cpu);
+    bool readOnline(std::vector<int> &online);
 
     PLVSysRoot m_root;
     PLVOpenSysFile m_stat;
     PLVOpenSysFile m_online;
-    std::vector<PLVOpenSysFile> m_cpuOnline; // by kernel CPU number, opened on first use
     std::vector<char> m_buf;
+    std::vector<int> m_onlineList;
+    std::vector<char> m_onlineMask;
 };
 
 namespace PLVCpuStat {

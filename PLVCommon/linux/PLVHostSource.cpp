@@ -8,6 +8,9 @@
 
 #include <cstring>
 #include <functional>
+#include <map>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace {
@@ -17,6 +20,8 @@ struct LiveFiles {
     PLVOpenSysFile meminfo{PLVSysRoot(), "proc/meminfo"};
     PLVOpenSysFile vmstat{PLVSysRoot(), "proc/vmstat"};
     PLVOpenSysFile loadavg{PLVSysRoot(), "proc/loadavg"};
+    PLVOpenSysDir proc{PLVSysRoot(), "proc"};
+    PLVOpenSysDir block{PLVSysRoot(), "sys/block"};
 };
 
 const LiveFiles &liveFiles()
@@ -31,6 +36,14 @@ ssize_t readHostFile(const PLVSysRoot &root, PLVOpenSysFile LiveFiles::*which, c
     if (root.isLive())
         return (liveFiles().*which).read(buf);
     return PLVOpenSysFile(root, relative).read(buf);
+}
+
+bool listHostFolder(const PLVSysRoot &root, PLVOpenSysDir LiveFiles::*which, const char *relative,
+                    const std::function<void(const char *)> &fn)
+{
+    if (root.isLive())
+        return (liveFiles().*which).forEach(fn);
+    return PLVOpenSysDir(root, relative).forEach(fn);
 }
 
 // Calls fn with the name of every entry of the folder; false when it cannot be opened.
@@ -113,7 +126,7 @@ bool parseMemInfo(const char *text, const char *end, PLVMemInfo &out)
 
 bool readMemInfo(const PLVSysRoot &root, PLVMemInfo &out)
 {
-    std::vector<char> buf;
+    std::vector<char> &buf = PLVSysFile::scratchBuffer();
     const ssize_t n = readHostFile(root, &LiveFiles::meminfo, "proc/meminfo", buf);
     if (n < 0) {
         out = PLVMemInfo();
@@ -122,27 +135,39 @@ bool readMemInfo(const PLVSysRoot &root, PLVMemInfo &out)
     return parseMemInfo(buf.data(), buf.data() + n, out);
 }
 
+// mem_used_total (third field of mm_stat) of every zram device.
 static quint64 zramBytes(const PLVSysRoot &root)
 {
     quint64 total = 0;
-    const QByteArray block = root.nativePath("sys/block");
-    std::vector<char> buf;
-    forEachEntry(block, [&](const char *name) {
-        if (std::strncmp(name, "zram", 4) != 0)
-            return;
-        const int fd = ::open((block + '/' + name + "/mm_stat").constData(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        const ssize_t n = PLVSysFile::preadAll(fd, buf);
-        ::close(fd);
-        if (n <= 0)
-            return;
+    const auto add = [&total](const char *text, ssize_t n) {
         // orig_data_size compr_data_size mem_used_total ...
-        const char *p = buf.data();
+        const char *p = text;
         unsigned long long v[3] = {};
-        if (PLVSysFile::parseU64(p, p + n, v[0]) && PLVSysFile::parseU64(p, p + n, v[1])
-            && PLVSysFile::parseU64(p, p + n, v[2]))
+        if (n > 0 && PLVSysFile::parseU64(p, text + n, v[0]) && PLVSysFile::parseU64(p, text + n, v[1])
+            && PLVSysFile::parseU64(p, text + n, v[2]))
             total += v[2];
+    };
+    if (root.isLive()) {
+        // Devices come and go rarely (hot_add): their files stay open once seen.
+        static QMutex mutex;
+        static std::map<std::string, std::unique_ptr<PLVOpenSysFile>> files;
+        std::vector<char> &buf = PLVSysFile::scratchBuffer();
+        listHostFolder(root, &LiveFiles::block, "sys/block", [&](const char *name) {
+            if (std::strncmp(name, "zram", 4) != 0)
+                return;
+            QMutexLocker lock(&mutex);
+            std::unique_ptr<PLVOpenSysFile> &file = files[name];
+            if (!file)
+                file = std::make_unique<PLVOpenSysFile>(root, ("sys/block/" + std::string(name) + "/mm_stat").c_str());
+            add(buf.data(), file->read(buf));
+        });
+        return total;
+    }
+    const QByteArray block = root.nativePath("sys/block");
+    char text[512];
+    listHostFolder(root, &LiveFiles::block, "sys/block", [&](const char *name) {
+        if (std::strncmp(name, "zram", 4) == 0)
+            add(text, PLVSysFile::readAt(AT_FDCWD, (block + '/' + name + "/mm_stat").constData(), text, sizeof text));
     });
     return total;
 }
@@ -162,7 +187,7 @@ bool vmStatistics(const PLVSysRoot &root, const PLVMemInfo &m, long pageSize, PL
     out.app = m.bytes(F::AnonPages) + m.bytes(F::Shmem);
     out.compressed = m.bytes(F::Zswap) + zramBytes(root);
 
-    std::vector<char> buf;
+    std::vector<char> &buf = PLVSysFile::scratchBuffer();
     const ssize_t n = readHostFile(root, &LiveFiles::vmstat, "proc/vmstat", buf);
     if (n > 0 && pageSize > 0) {
         const char *end = buf.data() + n;
@@ -257,7 +282,7 @@ long pageSize()
 
 std::optional<LoadAverage> loadAverage(const PLVSysRoot &root)
 {
-    std::vector<char> buf;
+    std::vector<char> &buf = PLVSysFile::scratchBuffer();
     const ssize_t n = readHostFile(root, &LiveFiles::loadavg, "proc/loadavg", buf);
     if (n <= 0)
         return std::nullopt;
@@ -290,7 +315,7 @@ std::optional<LoadAverage> loadAverage(const PLVSysRoot &root)
 std::optional<quint32> taskCount(const PLVSysRoot &root)
 {
     quint32 count = 0;
-    const bool ok = forEachEntry(root.nativePath("proc"), [&](const char *name) {
+    const bool ok = listHostFolder(root, &LiveFiles::proc, "proc", [&](const char *name) {
         if (name[0] >= '1' && name[0] <= '9')
             ++count;
     });

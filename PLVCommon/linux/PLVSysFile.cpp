@@ -2,7 +2,9 @@
 
 #include <QFile>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -145,6 +147,12 @@ bool parseCpuList(const char *p, const char *end, std::vector<int> &out)
     }
 }
 
+std::vector<char> &scratchBuffer()
+{
+    thread_local std::vector<char> buf(64 * 1024);
+    return buf;
+}
+
 ssize_t preadAll(int fd, std::vector<char> &buf)
 {
     if (buf.size() < 4096)
@@ -234,6 +242,51 @@ ssize_t PLVOpenSysFile::read(std::vector<char> &buf) const
     ::close(fd);
     errno = saved;
     return n;
+}
+
+PLVOpenSysDir::PLVOpenSysDir(const PLVSysRoot &root, const char *relative)
+    : m_path(root.nativePath(relative)), m_keepOpen(root.isLive())
+{
+    if (m_keepOpen)
+        m_fd = ::open(m_path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+PLVOpenSysDir::~PLVOpenSysDir()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool PLVOpenSysDir::forEach(const std::function<void(const char *name)> &fn) const
+{
+    QMutexLocker lock(&m_mutex);
+    int fd = m_fd;
+    if (fd < 0 || ::lseek(fd, 0, SEEK_SET) != 0)
+        fd = ::open(m_path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    if (m_buf.empty())
+        m_buf.resize(32 * 1024);
+    bool ok = true;
+    for (;;) {
+        const long n = ::syscall(SYS_getdents64, fd, m_buf.data(), m_buf.size());
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            ok = false;
+            break;
+        }
+        if (n == 0)
+            break;
+        for (long at = 0; at < n;) {
+            const auto *entry = reinterpret_cast<const dirent64 *>(m_buf.data() + at);
+            fn(entry->d_name);
+            at += entry->d_reclen;
+        }
+    }
+    if (fd != m_fd)
+        ::close(fd);
+    return ok;
 }
 
 namespace PLVLinuxClock {

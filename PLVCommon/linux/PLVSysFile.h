@@ -4,7 +4,10 @@
 
 #include <sys/types.h>
 
+#include <QMutex>
+
 #include <atomic>
+#include <functional>
 #include <vector>
 
 // Small-file reading for /proc and /sys, and the root a reader works under.
@@ -27,6 +30,10 @@ private:
 
 namespace PLVSysFile {
 
+// A per-thread buffer of at least 64 KiB for reads on every sample (allocated
+// once per thread, so no allocation or clearing per read).
+std::vector<char> &scratchBuffer();
+
 // Reads at most cap bytes of the file at `path` relative to `dirfd` (AT_FDCWD
 // for absolute paths) into buf, NUL-terminating it (so at most cap - 1 bytes of
 // content). Returns the length read or -1; errno tells why.
@@ -47,7 +54,8 @@ bool parseCpuList(const char *p, const char *end, std::vector<int> &out);
 
 // Reads the whole file from its start into buf, growing it as needed and
 // NUL-terminating it. Returns the length or -1. Uses pread, so several threads
-// may share the descriptor.
+// may share the descriptor. Give it a buffer that usually holds the whole file:
+// a /proc file read in two parts is generated twice by the kernel.
 ssize_t preadAll(int fd, std::vector<char> &buf);
 
 } // namespace PLVSysFile
@@ -78,6 +86,30 @@ private:
     QByteArray m_path;
     bool m_keepOpen = false;
     mutable std::atomic<int> m_fd{-1};
+};
+
+// A /proc or /sys folder listed on every sample. On the live system it is
+// opened once and rewound for each listing; under any other root it is opened
+// afresh. Listings are serialised (they share the descriptor's position).
+class PLVOpenSysDir
+{
+public:
+    PLVOpenSysDir(const PLVSysRoot &root, const char *relative);
+    ~PLVOpenSysDir();
+    PLVOpenSysDir(const PLVOpenSysDir &) = delete;
+    PLVOpenSysDir &operator=(const PLVOpenSysDir &) = delete;
+
+    // Calls fn with the name of every entry ("." and ".." included); false
+    // when the folder cannot be read.
+    bool forEach(const std::function<void(const char *name)> &fn) const;
+    const QByteArray &path() const { return m_path; }
+
+private:
+    QByteArray m_path;
+    bool m_keepOpen = false;
+    int m_fd = -1;
+    mutable QMutex m_mutex;
+    mutable std::vector<char> m_buf;
 };
 
 namespace PLVLinuxClock {

@@ -50,9 +50,8 @@ QVariantMap TQSystemInfo::cpuCoresInformation()
     return {{QStringLiteral("physicalcpu"), int(m_numPhyCPU)}, {QStringLiteral("logicalcpu"), int(m_numLogCPU)}};
 }
 
-bool TQSystemInfo::coreConfigurationChangedLocked()
+bool TQSystemInfo::coreConfigurationChangedLocked(std::optional<quint32> logical)
 {
-    const std::optional<quint32> logical = m_source.logicalCount();
     if (!logical || *logical == m_numLogCPU)
         return false;
     m_numLogCPU = *logical;
@@ -64,7 +63,7 @@ bool TQSystemInfo::didCoreConfigurationChanged()
     bool changed = false;
     {
         QMutexLocker lock(&CPUUsageLock);
-        changed = coreConfigurationChangedLocked();
+        changed = coreConfigurationChangedLocked(m_source.logicalCount());
     }
     // Posted outside the lock: an observer may well call cpuCoresInformation().
     if (changed)
@@ -93,8 +92,10 @@ std::optional<QVariantMap> TQSystemInfo::cpuData()
         // through, this instance's buffers.
         QMutexLocker lock(&CPUUsageLock);
         const bool loadOK = m_source.loadInfo(cpuInfo, cpuInfoHas);
-        m_source.basicInfo(m_order, m_running);
-        changed = coreConfigurationChangedLocked();
+        // One reading of the online list gives the running CPUs and the count
+        // the configuration check compares.
+        const std::optional<quint32> logical = m_source.basicInfo(m_order, m_running);
+        changed = coreConfigurationChangedLocked(logical);
         if (!changed && loadOK) {
             _usercpu = _systemcpu = _idlecpu = _nicecpu = 0;
             const quint32 count = m_numCPUs;

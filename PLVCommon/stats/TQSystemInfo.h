@@ -81,7 +81,7 @@ public:
 
 private:
     void applyCoreInfo();
-    bool coreConfigurationChangedLocked();
+    bool coreConfigurationChangedLocked(std::optional<quint32> logical);
     const std::array<QString, 8> &perCpuKeys(quint32 index);
 
     PLVSysRoot m_root;

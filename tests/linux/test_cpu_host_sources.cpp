@@ -163,7 +163,7 @@ TEST(CpuSource, OfflineCpusStandAloneAndAreNotRunning)
     EXPECT_EQ(info.order, (std::vector<int>{0, 1, 5, 2, 6, 3, 4, 7}));
 
     std::vector<char> running;
-    source.basicInfo(info.order, running);
+    EXPECT_EQ(source.basicInfo(info.order, running), 6u);
     EXPECT_EQ(running, (std::vector<char>{1, 1, 1, 1, 1, 0, 0, 1}));
     EXPECT_EQ(source.logicalCount(), 6u);
 }
@@ -177,7 +177,7 @@ TEST(CpuSource, WithoutSysTheCpusAreThoseProcStatLists)
     EXPECT_FALSE(info.physical.has_value());
     EXPECT_EQ(info.order, (std::vector<int>{0, 1}));
     std::vector<char> running;
-    source.basicInfo(info.order, running);
+    EXPECT_FALSE(source.basicInfo(info.order, running).has_value());
     EXPECT_EQ(running, (std::vector<char>{1, 1}));
     EXPECT_FALSE(source.logicalCount().has_value());
 
@@ -205,6 +205,26 @@ TEST(CpuSource, LiveCountsMatchTheKernel)
     std::vector<char> has;
     ASSERT_TRUE(source.loadInfo(ticks, has));
     EXPECT_EQ(quint32(std::count(has.begin(), has.end(), 1)), *info.logical);
+}
+
+TEST(HostSource, LiveFoldersAndFilesReadAgainGiveFreshContent)
+{
+    // The live readers keep their descriptors; each listing must start over.
+    const PLVSysRoot live;
+    const auto first = PLVHostSource::taskCount(live);
+    const auto second = PLVHostSource::taskCount(live);
+    ASSERT_TRUE(first && second);
+    EXPECT_GE(*first, 1u);
+    EXPECT_NEAR(double(*second), double(*first), 20.0);
+    const auto load = PLVHostSource::loadAverage(live);
+    ASSERT_TRUE(load.has_value());
+    EXPECT_GE(load->threads, *second);
+
+    PLVMemInfo a, b;
+    ASSERT_TRUE(PLVHostSource::readMemInfo(live, a));
+    ASSERT_TRUE(PLVHostSource::readMemInfo(live, b));
+    EXPECT_EQ(a.kB[PLVMemInfo::MemTotal], b.kB[PLVMemInfo::MemTotal]);
+    EXPECT_GT(b.kB[PLVMemInfo::MemTotal], 0u);
 }
 
 TEST(HostSource, MemoryFiguresComposedFromMeminfo)
