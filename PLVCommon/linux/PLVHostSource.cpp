@@ -2,7 +2,6 @@
 
 #include <QMutex>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -44,18 +43,6 @@ bool listHostFolder(const PLVSysRoot &root, PLVOpenSysDir LiveFiles::*which, con
     if (root.isLive())
         return (liveFiles().*which).forEach(fn);
     return PLVOpenSysDir(root, relative).forEach(fn);
-}
-
-// Calls fn with the name of every entry of the folder; false when it cannot be opened.
-bool forEachEntry(const QByteArray &path, const std::function<void(const char *)> &fn)
-{
-    DIR *dir = ::opendir(path.constData());
-    if (!dir)
-        return false;
-    while (const dirent *e = ::readdir(dir))
-        fn(e->d_name);
-    ::closedir(dir);
-    return true;
 }
 
 const char *lineEnd(const char *p, const char *end)
@@ -242,7 +229,7 @@ static quint64 countInstalledMemory(const PLVSysRoot &root, quint64 memTotalByte
     const QByteArray folder = root.nativePath("sys/devices/system/memory");
     quint64 blocks = 0;
     char buf[16];
-    forEachEntry(folder, [&](const char *name) {
+    PLVOpenSysDir(root, "sys/devices/system/memory").forEach([&](const char *name) {
         if (std::strncmp(name, "memory", 6) != 0 || name[6] < '0' || name[6] > '9')
             return;
         if (PLVSysFile::readAt(AT_FDCWD, (folder + '/' + name + "/online").constData(), buf, sizeof buf) > 0
