@@ -2,7 +2,9 @@
 
 #include <QFile>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -116,7 +118,176 @@ bool parseI64(const char *&p, const char *end, long long &out)
     return true;
 }
 
+bool parseCpuList(const char *p, const char *end, std::vector<int> &out)
+{
+    out.clear();
+    for (;;) {
+        while (p < end && (*p == ' ' || *p == '\t' || *p == '\n'))
+            ++p;
+        if (p >= end || *p == '\0')
+            return true;
+        unsigned long long first = 0, last = 0;
+        if (!parseU64(p, end, first))
+            return false;
+        last = first;
+        if (p < end && *p == '-') {
+            ++p;
+            if (!parseU64(p, end, last) || last < first)
+                return false;
+        }
+        // kernel_max is at most 8191; anything larger is not a CPU list.
+        if (last > 65535)
+            return false;
+        for (unsigned long long c = first; c <= last; ++c)
+            out.push_back(int(c));
+        if (p < end && *p == ',')
+            ++p;
+        else if (p < end && *p != '\n' && *p != ' ' && *p != '\t' && *p != '\0')
+            return false;
+    }
+}
+
+std::vector<char> &scratchBuffer()
+{
+    thread_local std::vector<char> buf(64 * 1024);
+    return buf;
+}
+
+ssize_t preadAll(int fd, std::vector<char> &buf)
+{
+    if (buf.size() < 4096)
+        buf.resize(4096);
+    size_t total = 0;
+    for (;;) {
+        if (total + 1 >= buf.size())
+            buf.resize(buf.size() * 2);
+        const ssize_t n = ::pread(fd, buf.data() + total, buf.size() - 1 - total, off_t(total));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return -1;
+        }
+        if (n == 0)
+            break;
+        total += size_t(n);
+    }
+    buf[total] = '\0';
+    return ssize_t(total);
+}
+
 } // namespace PLVSysFile
+
+PLVOpenSysFile::PLVOpenSysFile(const PLVSysRoot &root, const char *relative)
+    : m_path(root.nativePath(relative)), m_keepOpen(root.isLive())
+{
+    if (m_keepOpen)
+        m_fd.store(::open(m_path.constData(), O_RDONLY | O_CLOEXEC));
+}
+
+PLVOpenSysFile::~PLVOpenSysFile()
+{
+    const int fd = m_fd.load();
+    if (fd >= 0)
+        ::close(fd);
+}
+
+PLVOpenSysFile::PLVOpenSysFile(PLVOpenSysFile &&other) noexcept
+    : m_path(std::move(other.m_path)), m_keepOpen(other.m_keepOpen), m_fd(other.m_fd.exchange(-1))
+{
+}
+
+PLVOpenSysFile &PLVOpenSysFile::operator=(PLVOpenSysFile &&other) noexcept
+{
+    if (this != &other) {
+        const int old = m_fd.exchange(other.m_fd.exchange(-1));
+        if (old >= 0)
+            ::close(old);
+        m_path = std::move(other.m_path);
+        m_keepOpen = other.m_keepOpen;
+    }
+    return *this;
+}
+
+ssize_t PLVOpenSysFile::read(std::vector<char> &buf) const
+{
+    if (m_path.isEmpty())
+        return -1;
+    if (m_keepOpen) {
+        int fd = m_fd.load(std::memory_order_acquire);
+        if (fd < 0) {
+            // Not there at start-up (or not yet readable): try again, once per
+            // read, and publish the descriptor for the other threads.
+            const int opened = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC);
+            if (opened < 0)
+                return -1;
+            int expected = -1;
+            if (m_fd.compare_exchange_strong(expected, opened, std::memory_order_acq_rel))
+                fd = opened;
+            else {
+                ::close(opened);
+                fd = expected;
+            }
+        }
+        const ssize_t n = PLVSysFile::preadAll(fd, buf);
+        if (n >= 0)
+            return n;
+        // The file went away under the descriptor (a CPU or device removed):
+        // fall through to a fresh open, which tells whether it is still there.
+    }
+    const int fd = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    const ssize_t n = PLVSysFile::preadAll(fd, buf);
+    const int saved = errno;
+    ::close(fd);
+    errno = saved;
+    return n;
+}
+
+PLVOpenSysDir::PLVOpenSysDir(const PLVSysRoot &root, const char *relative)
+    : m_path(root.nativePath(relative)), m_keepOpen(root.isLive())
+{
+    if (m_keepOpen)
+        m_fd = ::open(m_path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+PLVOpenSysDir::~PLVOpenSysDir()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool PLVOpenSysDir::forEach(const std::function<void(const char *name)> &fn) const
+{
+    QMutexLocker lock(&m_mutex);
+    int fd = m_fd;
+    if (fd < 0 || ::lseek(fd, 0, SEEK_SET) != 0)
+        fd = ::open(m_path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    if (m_buf.empty())
+        m_buf.resize(32 * 1024);
+    bool ok = true;
+    for (;;) {
+        const long n = ::syscall(SYS_getdents64, fd, m_buf.data(), m_buf.size());
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            ok = false;
+            break;
+        }
+        if (n == 0)
+            break;
+        for (long at = 0; at < n;) {
+            const auto *entry = reinterpret_cast<const dirent64 *>(m_buf.data() + at);
+            fn(entry->d_name);
+            at += entry->d_reclen;
+        }
+    }
+    if (fd != m_fd)
+        ::close(fd);
+    return ok;
+}
 
 namespace PLVLinuxClock {
 

@@ -1,6 +1,9 @@
 #include "PLVTest.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
@@ -108,6 +111,25 @@ bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds
 }
 
 QString fixturePath(const QString &relative) { return QStringLiteral(PLV_TEST_FIXTURES "/") + relative; }
+
+bool copyTree(const QString &from, const QString &to)
+{
+    const QDir source(from);
+    if (!source.exists() || !QDir().mkpath(to))
+        return false;
+    QDirIterator it(from, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QString target = to + QLatin1Char('/') + source.relativeFilePath(path);
+        if (it.fileInfo().isDir()) {
+            if (!QDir().mkpath(target))
+                return false;
+        } else if (!QDir().mkpath(QFileInfo(target).path()) || !QFile::copy(path, target)) {
+            return false;
+        }
+    }
+    return true;
+}
 
 QByteArray readFile(const QString &path)
 {

@@ -62,6 +62,8 @@ private:
 bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 QString fixturePath(const QString &relative);
+// Copies a folder tree (files and sub-folders); false when anything failed.
+bool copyTree(const QString &from, const QString &to);
 QByteArray readFile(const QString &path);
 bool writeFile(const QString &path, const QByteArray &data);
 

@@ -1,0 +1,59 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="fr">
+<context>
+    <name>Localizable</name>
+    <message>
+        <source>B/s</source>
+        <translation>o/s</translation>
+    </message>
+    <message>
+        <source>KB/s</source>
+        <translation>Ko/s</translation>
+    </message>
+    <message>
+        <source>MB/s</source>
+        <translation>Mo/s</translation>
+    </message>
+    <message>
+        <source>GB/s</source>
+        <translation>Go/s</translation>
+    </message>
+    <message>
+        <source>TB/s</source>
+        <translation>To/s</translation>
+    </message>
+    <message>
+        <source>b/s</source>
+        <translation>bit/s</translation>
+    </message>
+    <message>
+        <source>Kb/s</source>
+        <translation>kbit/s</translation>
+    </message>
+    <message>
+        <source>Mb/s</source>
+        <translation>Mbit/s</translation>
+    </message>
+    <message>
+        <source>Gb/s</source>
+        <translation>Gbit/s</translation>
+    </message>
+    <message>
+        <source>Tb/s</source>
+        <translation>Tbit/s</translation>
+    </message>
+    <message>
+        <source>MB</source>
+        <translation>Mo</translation>
+    </message>
+    <message>
+        <source>GB</source>
+        <translation>Go</translation>
+    </message>
+    <message>
+        <source>TB</source>
+        <translation>To</translation>
+    </message>
+</context>
+</TS>
