@@ -1,0 +1,149 @@
+// The display-name and icon registries, against module bundles built for the
+// tests (tests/bundles/Registry*).
+#include "support/PLVTest.h"
+
+#include <PLVCommon/core/PLVDisplaynameForModules.h>
+#include <PLVCommon/core/PLVIconsForModules.h>
+#include <PLVCommon/core/PLVModuleIdentifiers.h>
+#include <PLVCommon/platform/PLVBundle.h>
+
+#include <QIcon>
+#include <QLocale>
+#include <QStandardPaths>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString kCPU = QStringLiteral("com.tallowcrest.plvCPU");
+const QString kLowercaseCPU = QStringLiteral("com.tallowcrest.plvcpu");
+const QString kFans = QStringLiteral("com.tallowcrest.plvFans");
+const QString kMemory = QStringLiteral("com.tallowcrest.plvMEM");
+const QString kNoBundle = QStringLiteral("com.example.notLoaded");
+
+class Registries : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        for (const char *name : {"RegistryCPU", "RegistryLowercaseCPU", "RegistryFans", "RegistryBare"}) {
+            const QString path = QStringLiteral(PLV_TEST_BUNDLES_DIR "/%1.plvbundle3").arg(QLatin1String(name));
+            ASSERT_NE(PLVBundle::bundleWithPath(path), nullptr) << path.toStdString();
+        }
+        QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
+    }
+    void TearDown() override { QLocale::setDefault(QLocale::c()); }
+
+    PLVDisplaynameForModules *names = PLVDisplaynameForModules::displayname();
+    PLVIconsForModules *icons = PLVIconsForModules::icons();
+};
+
+} // namespace
+
+TEST(ModuleIdentifiers, ShortNameKeysMatchExactlyAndInTableOrder)
+{
+    const std::pair<const char *, const char *> table[] = {
+        {"com.tallowcrest.plvCPU", "cpu"},     {"com.tallowcrest.plvMEM", "mem"},  {"com.tallowcrest.plvDisk", "dsk"},
+        {"com.tallowcrest.plvTEMP", "tmp"},    {"com.tallowcrest.plvFans", "fan"}, {"com.tallowcrest.plvNET", "net"},
+        {"com.tallowcrest.plvGPU", "gpu"},     {"com.tallowcrest.plvBATTERY", "bat"}, {"com.tallowcrest.plvBT", "blt"},
+    };
+    for (const auto &[identifier, key] : table)
+        EXPECT_EQ(PLVShortNameKeyForBundleIdentifier(QString::fromLatin1(identifier)), QLatin1String(key)) << identifier;
+    for (const char *other : {"com.tallowcrest.plvcpu", "COM.TALLOWCREST.PLVCPU", "com.tallowcrest.plvCPU ",
+                              "com.tallowcrest.plvBTX", "com.tallowcrest.plv", ""})
+        EXPECT_EQ(PLVShortNameKeyForBundleIdentifier(QString::fromLatin1(other)), QLatin1String("ukn")) << other;
+    EXPECT_EQ(PLVShortNameKeyForBundleIdentifier(QString()), QLatin1String("ukn"));
+}
+
+TEST_F(Registries, NamesComeFromEachModulesOwnTranslations)
+{
+    names->addDisplaynameForBundleIdentifier(kCPU);
+    names->addDisplaynameForBundleIdentifier(kFans);
+    EXPECT_EQ(names->displaynameForBundleIdentifier(kCPU), QStringLiteral("Processeur"));
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("pro"));
+    EXPECT_EQ(names->displaynameForBundleIdentifier(kFans), QStringLiteral("Ventilateurs"));
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kFans), QStringLiteral("ven"));
+    EXPECT_EQ(names->displaynameDictionary().size(), 2);
+    EXPECT_EQ(names->displaythreelettersnameDictionary().size(), 2);
+}
+
+TEST_F(Registries, RegisteringAgainOverwritesAndUntranslatedKeysShowThemselves)
+{
+    names->addDisplaynameForBundleIdentifier(kCPU);
+    ASSERT_EQ(names->displaynameForBundleIdentifier(kCPU), QStringLiteral("Processeur"));
+
+    // The bundle has no English table: the keys stand for themselves.
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    names->addDisplaynameForBundleIdentifier(kCPU);
+    EXPECT_EQ(names->displaynameForBundleIdentifier(kCPU), QStringLiteral("PROCESSOR_DISPLAY_NAME"));
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("cpu"));
+}
+
+TEST_F(Registries, LetterCaseOfTheIdentifierDecidesTheShortNameKey)
+{
+    names->addDisplaynameForBundleIdentifier(kLowercaseCPU);
+    EXPECT_EQ(names->displaynameForBundleIdentifier(kLowercaseCPU), QStringLiteral("Processeur (minuscules)"));
+    // The bundle translates both keys: the one chosen is "ukn", not "cpu".
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kLowercaseCPU), QStringLiteral("inc"));
+}
+
+TEST_F(Registries, ModulesNeverRegisteredOrWithoutABundle)
+{
+    EXPECT_TRUE(names->displaynameForBundleIdentifier(kCPU).isNull());
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("ukn"));
+    EXPECT_TRUE(icons->iconForBundleIdentifier(kCPU).isNull());
+
+    names->addDisplaynameForBundleIdentifier(kNoBundle);
+    icons->addIconForBundleIdentifier(kNoBundle);
+    EXPECT_EQ(names->displaynameForBundleIdentifier(kNoBundle), QStringLiteral("Unknown"));
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kNoBundle), QStringLiteral("ukn"));
+    EXPECT_EQ(icons->iconForBundleIdentifier(kNoBundle), PLVIconsForModules::actionTemplateImage());
+}
+
+TEST_F(Registries, ABundleWithoutManifestKeysGetsTheDefaults)
+{
+    names->addDisplaynameForBundleIdentifier(kMemory);
+    icons->addIconForBundleIdentifier(kMemory);
+    EXPECT_EQ(names->displaynameForBundleIdentifier(kMemory), QStringLiteral("Unknown"));
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kMemory), QStringLiteral("mem"));
+    EXPECT_EQ(icons->iconForBundleIdentifier(kMemory), PLVIconsForModules::actionTemplateImage());
+}
+
+TEST_F(Registries, IconIsLoadedFromTheBundlesResources)
+{
+    icons->addIconForBundleIdentifier(kCPU);
+    const QImage icon = icons->iconForBundleIdentifier(kCPU);
+    ASSERT_EQ(icon.size(), QSize(24, 24));
+    // The test icon is red on the left half and blue on the right.
+    EXPECT_EQ(icon.pixelColor(3, 12), QColor(200, 30, 30));
+    EXPECT_EQ(icon.pixelColor(20, 12), QColor(30, 30, 200));
+    EXPECT_EQ(icons->iconsDictionary().size(), 1);
+}
+
+TEST_F(Registries, AMissingIconFileGivesTheActionTemplateImage)
+{
+    icons->addIconForBundleIdentifier(kFans);
+    const QImage icon = icons->iconForBundleIdentifier(kFans);
+    EXPECT_FALSE(icon.isNull());
+    EXPECT_EQ(icon, PLVIconsForModules::actionTemplateImage());
+}
+
+TEST(ActionTemplateImage, ThemeIconWhenThereIsOneElseTheFrameworksOwn)
+{
+    QIcon::setThemeName(QStringLiteral("plv-no-such-theme"));
+    const QImage framework = PLVIconsForModules::frameworkActionTemplateImage();
+    ASSERT_FALSE(PLVBundle::frameworkBundle()->pathForResource(QStringLiteral("PLVActionTemplate"), QStringLiteral("png")).isEmpty())
+        << "the framework bundle ships its action image";
+    EXPECT_EQ(framework.size(), QSize(32, 32));
+    EXPECT_EQ(PLVIconsForModules::actionTemplateImage(), framework);
+
+    // The offscreen platform knows no icon folders; a desktop session gives the XDG ones.
+    QIcon::setThemeSearchPaths(
+        QStandardPaths::locateAll(QStandardPaths::GenericDataLocation, QStringLiteral("icons"), QStandardPaths::LocateDirectory));
+    QIcon::setThemeName(QStringLiteral("Adwaita"));
+    if (QIcon::fromTheme(QStringLiteral("emblem-system")).isNull())
+        GTEST_SKIP() << "no icon theme with emblem-system installed";
+    const QImage themed = PLVIconsForModules::actionTemplateImage();
+    EXPECT_FALSE(themed.isNull());
+    EXPECT_NE(themed, framework);
+}
