@@ -55,6 +55,8 @@ def time_peer(fn, min_time=0.5, max_iters=10000):
 
 
 def split(name):
+    # Google Benchmark's own decorations are not part of the case's name.
+    name = re.sub(r"/(iterations:\d+|repeats:\d+|manual_time|real_time|process_time)", "", name)
     parts = name.split("/")
     return parts[0], "/".join(parts[1:]) or parts[0]
 
