@@ -8,7 +8,6 @@
 #include <PLVCommon/shared/UserDefaultsExtras.h>
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
@@ -24,9 +23,10 @@ const QString kMemory = QStringLiteral("com.tallowcrest.plvMEM");
 const QString kBluetooth = QStringLiteral("com.tallowcrest.plvBT");
 const QString kTodayWidget = QStringLiteral("todayWidget");
 
+// A widget host runs under any application class but QApplication.
 int childArgc = 1;
-char childName[] = "plv-widget-host";
-char *childArgv[] = {childName, nullptr};
+char childProgram[] = "plv-widget-host";
+char *childArgv[] = {childProgram, nullptr};
 
 class SettingsObserver : public QObject
 {
@@ -40,25 +40,17 @@ public:
         if (onCall)
             onCall();
     }
-};
-
-void settle(int ms = 300)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(2);
+    void observe()
+    {
+        TQGroupNotificationCenter::defaultCenter()->addObserver(
+            this, "settingsDidChange", PLVPreferencesForModules::widgetSettingsDidChangeNotification);
     }
-}
+};
 
 class ModulePreferences : public ::testing::Test
 {
 protected:
-    QString notificationFile() const
-    {
-        return container.notificationsFolder() + QStringLiteral("/TQWidgetSettingsDidChange");
-    }
+    QString notificationFile() const { return container.notificationsFolder() + QStringLiteral("/TQWidgetSettingsDidChange"); }
     QString lastRandomKey() const
     {
         return PLVPlist::readDictionary(notificationFile()).toMap().value(QStringLiteral("randomKey")).toString();
@@ -70,7 +62,6 @@ protected:
 
 } // namespace
 
-// A widget host: any application class other than QApplication.
 PLV_TEST_CHILD(prefs_widget_set)
 {
     QCoreApplication app(childArgc, childArgv);
@@ -80,17 +71,14 @@ PLV_TEST_CHILD(prefs_widget_set)
     return 0;
 }
 
-// A widget host that waits for the application's change and reads it.
+// Waits for the application's change and reads the new value.
 PLV_TEST_CHILD(prefs_widget_observe)
 {
     QCoreApplication app(childArgc, childArgv);
     SettingsObserver observer;
     QString seen;
-    observer.onCall = [&] {
-        seen = PLVPreferencesForModules::standardUserDefaults()->objectForKey(kTodayWidget, kCPU).toString();
-    };
-    TQGroupNotificationCenter::defaultCenter()->addObserver(&observer, "settingsDidChange",
-                                                            PLVPreferencesForModules::widgetSettingsDidChangeNotification);
+    observer.onCall = [&] { seen = PLVPreferencesForModules::standardUserDefaults()->objectForKey(kTodayWidget, kCPU).toString(); };
+    observer.observe();
     fprintf(stdout, "ready\n");
     fflush(stdout);
     waitUntil([&] { return observer.calls > 0; }, std::chrono::seconds(20));
@@ -103,45 +91,41 @@ TEST_F(ModulePreferences, EachModuleKeepsItsOwnDictionary)
     prefs->setObject(qint64(1), kTodayWidget, kCPU);
     prefs->setObject(QStringLiteral("red"), QStringLiteral("graphColor"), kCPU);
     prefs->setObject(qint64(0), kTodayWidget, kMemory);
-    UserDefaultsExtras::updateThePrefDicoWithInteger(3, QStringLiteral("plvSlideInterval"));
-
     EXPECT_EQ(prefs->objectForKey(kTodayWidget, kCPU).toLongLong(), 1);
-    EXPECT_EQ(prefs->objectForKey(QStringLiteral("graphColor"), kCPU).toString(), QStringLiteral("red"));
     EXPECT_EQ(prefs->objectForKey(kTodayWidget, kMemory).toLongLong(), 0);
     EXPECT_FALSE(prefs->objectForKey(QStringLiteral("graphColor"), kMemory).isValid());
     EXPECT_FALSE(prefs->objectForKey(kTodayWidget, kBluetooth).isValid());
-    // Stored where every process reads it: a dictionary under the identifier.
-    const QVariantMap cpu = UserDefaultsExtras::getValueFromThePrefDico(kCPU).toMap();
-    EXPECT_EQ(cpu.size(), 2);
-    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("plvSlideInterval")).toLongLong(), 3);
+    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(kCPU).toMap().size(), 2) << "a dictionary under the identifier";
 
     prefs->removeObjectForKey(kTodayWidget, kCPU);
     EXPECT_FALSE(prefs->objectForKey(kTodayWidget, kCPU).isValid());
     EXPECT_EQ(prefs->objectForKey(QStringLiteral("graphColor"), kCPU).toString(), QStringLiteral("red"));
+
+    // Null arguments change nothing.
+    prefs->setObject(QVariant(), QStringLiteral("graphColor"), kCPU);
+    prefs->setObject(qint64(1), QString(), kCPU);
+    prefs->removeObjectForKey(QString(), kCPU);
+    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(kCPU).toMap().size(), 1);
 }
 
 TEST_F(ModulePreferences, EverySetPostsEvenWhenTheValueIsUnchanged)
 {
     SettingsObserver observer;
-    TQGroupNotificationCenter::defaultCenter()->addObserver(&observer, "settingsDidChange",
-                                                            PLVPreferencesForModules::widgetSettingsDidChangeNotification);
-    settle();
-    observer.calls = 0;
-
+    observer.observe();
     prefs->setObject(qint64(1), kTodayWidget, kCPU);
     ASSERT_TRUE(waitUntil([&] { return observer.calls == 1; }));
     const QString first = lastRandomKey();
-    QThread::msleep(20); // a later tick of the file clock, so the two posts stay apart
+    QThread::msleep(20); // a later tick of the file clock, so the posts stay apart
     prefs->setObject(qint64(1), kTodayWidget, kCPU);
     ASSERT_TRUE(waitUntil([&] { return observer.calls == 2; }));
     EXPECT_NE(lastRandomKey(), first);
-    settle();
+    waitUntil([] { return false; }, std::chrono::milliseconds(300));
     EXPECT_EQ(observer.calls, 2);
 }
 
 TEST_F(ModulePreferences, RemovingWritesTheDictionaryBackAndPostsNothing)
 {
-    prefs->removeObjectForKey(kTodayWidget, kBluetooth);
+    prefs->removeObjectForKey(kTodayWidget, kBluetooth); // a module with no dictionary yet
     const QVariant stored = UserDefaultsExtras::getValueFromThePrefDico(kBluetooth);
     EXPECT_EQ(stored.typeId(), QMetaType::QVariantMap);
     EXPECT_TRUE(stored.toMap().isEmpty());
@@ -154,21 +138,10 @@ TEST_F(ModulePreferences, RemovingWritesTheDictionaryBackAndPostsNothing)
     EXPECT_EQ(lastRandomKey(), afterSet);
 }
 
-TEST_F(ModulePreferences, NullArgumentsDoNothing)
-{
-    prefs->setObject(QVariant(), kTodayWidget, kCPU);
-    prefs->setObject(qint64(1), QString(), kCPU);
-    prefs->setObject(qint64(1), kTodayWidget, QString());
-    prefs->removeObjectForKey(QString(), kMemory);
-    EXPECT_FALSE(QFileInfo::exists(container.preferencesFile()));
-    EXPECT_FALSE(QFileInfo::exists(notificationFile()));
-    EXPECT_FALSE(prefs->objectForKey(QString(), kCPU).isValid());
-}
-
 TEST_F(ModulePreferences, TheWidgetHostStoresWithoutPosting)
 {
     const plvtest::ChildResult child = plvtest::runChild(QStringLiteral("prefs_widget_set"));
-    ASSERT_EQ(child.exitCode, 0) << "the child must count as a widget host; " << child.err.toStdString();
+    ASSERT_EQ(child.exitCode, 0) << "2 = the child is not a widget host; " << child.err.toStdString();
     EXPECT_EQ(prefs->objectForKey(kTodayWidget, kCPU).toLongLong(), 5);
     EXPECT_FALSE(QFileInfo::exists(notificationFile()));
 }
@@ -176,14 +149,9 @@ TEST_F(ModulePreferences, TheWidgetHostStoresWithoutPosting)
 TEST_F(ModulePreferences, TheApplicationsChangeReachesTheWidgetHost)
 {
     QProcess widget;
-    widget.start(QCoreApplication::applicationFilePath(),
-                 {QStringLiteral("--plv-child"), QStringLiteral("prefs_widget_observe")});
-    ASSERT_TRUE(widget.waitForStarted(10000));
+    widget.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--plv-child"), QStringLiteral("prefs_widget_observe")});
     QByteArray out;
-    ASSERT_TRUE(waitUntil([&] {
-        out += widget.readAllStandardOutput();
-        return out.contains("ready\n");
-    }, std::chrono::seconds(20)));
+    ASSERT_TRUE(waitUntil([&] { return (out += widget.readAllStandardOutput()).contains("ready\n"); }));
 
     prefs->setObject(QStringLiteral("1"), kTodayWidget, kCPU);
     ASSERT_TRUE(widget.waitForFinished(30000));

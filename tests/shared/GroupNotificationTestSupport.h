@@ -1,8 +1,7 @@
 #pragma once
-// Observers and waiting helpers for the group notification tests.
+// Observers and timing helpers for the group notification tests.
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QObject>
 #include <QThread>
 #include <QVariant>
 
@@ -13,42 +12,27 @@ class Recorder : public QObject
 {
     Q_OBJECT
 public:
-    int plainCalls = 0;
-    int pointerCalls = 0;
-    int variantCalls = 0;
-    bool allOnMainThread = true;
-    bool argumentsWereNull = true;
+    int plainCalls = 0, pointerCalls = 0, variantCalls = 0;
+    bool onMainThread = true, argumentsNull = true;
     std::function<void()> onPlain;
 
-    void reset()
-    {
-        plainCalls = pointerCalls = variantCalls = 0;
-        allOnMainThread = argumentsWereNull = true;
-    }
-    int total() const { return plainCalls + pointerCalls + variantCalls; }
-
+    void reset() { plainCalls = pointerCalls = variantCalls = 0; }
     Q_INVOKABLE void plain()
     {
+        note(true);
         ++plainCalls;
-        noteThread();
         if (onPlain)
             onPlain();
     }
-    Q_INVOKABLE void withPointer(QObject *argument)
-    {
-        ++pointerCalls;
-        argumentsWereNull = argumentsWereNull && argument == nullptr;
-        noteThread();
-    }
-    Q_INVOKABLE void withVariant(const QVariant &argument)
-    {
-        ++variantCalls;
-        argumentsWereNull = argumentsWereNull && !argument.isValid();
-        noteThread();
-    }
+    Q_INVOKABLE void withPointer(QObject *argument) { note(argument == nullptr), ++pointerCalls; }
+    Q_INVOKABLE void withVariant(const QVariant &argument) { note(!argument.isValid()), ++variantCalls; }
 
 private:
-    void noteThread() { allOnMainThread = allOnMainThread && QThread::currentThread() == qApp->thread(); }
+    void note(bool nullArgument)
+    {
+        argumentsNull = argumentsNull && nullArgument;
+        onMainThread = onMainThread && QThread::currentThread() == qApp->thread();
+    }
 };
 
 // Runs the event loop for a while, so that late deliveries would arrive.
@@ -62,9 +46,11 @@ inline void settle(int ms = 300)
     }
 }
 
-// Two writes within one tick of the file system clock leave the same
-// modification time and count as one post; spacing them apart avoids that.
-inline void nextClockTick()
-{
-    QThread::msleep(20);
-}
+// Two writes within one tick of the file system's clock leave the same
+// modification time and count as one post; this waits for the next tick.
+inline void nextClockTick() { QThread::msleep(20); }
+
+// argc/argv for the QCoreApplication of a child process.
+inline int childArgc = 1;
+inline char childProgram[] = "plv-child";
+inline char *childArgv[] = {childProgram, nullptr};

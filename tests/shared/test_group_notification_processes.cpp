@@ -16,14 +16,6 @@
 
 using plvtest::waitUntil;
 
-namespace {
-
-int childArgc = 1;
-char childName[] = "plv-child";
-char *childArgv[] = {childName, nullptr};
-
-} // namespace
-
 // Posts the name given once.
 PLV_TEST_CHILD(gn_post)
 {
@@ -42,7 +34,7 @@ PLV_TEST_CHILD(gn_observe)
     fflush(stdout);
     waitUntil([&] { return observer.plainCalls > 0; }, std::chrono::seconds(20));
     settle();
-    fprintf(stdout, "calls=%d main=%d\n", observer.plainCalls, observer.allOnMainThread ? 1 : 0);
+    fprintf(stdout, "calls=%d main=%d\n", observer.plainCalls, observer.onMainThread ? 1 : 0);
     return observer.plainCalls > 0 ? 0 : 1;
 }
 
@@ -82,15 +74,13 @@ TEST_F(GroupNotificationProcesses, AChildsPostReachesTheParentsObserverOnItsMain
 {
     Recorder observer;
     center->addObserver(&observer, "plain", QStringLiteral("FromChild"));
-    settle();
-    observer.reset();
 
     const plvtest::ChildResult child = plvtest::runChild(QStringLiteral("gn_post"), {QStringLiteral("FromChild")});
     ASSERT_EQ(child.exitCode, 0) << child.err.toStdString();
     ASSERT_TRUE(waitUntil([&] { return observer.plainCalls > 0; }));
     settle();
     EXPECT_EQ(observer.plainCalls, 1);
-    EXPECT_TRUE(observer.allOnMainThread);
+    EXPECT_TRUE(observer.onMainThread);
 }
 
 TEST_F(GroupNotificationProcesses, TheParentsPostReachesAChildsObserver)
@@ -125,12 +115,10 @@ TEST_F(GroupNotificationProcesses, Python3ReadsPostedFilesAndItsWritesAreDeliver
 import json, plistlib, sys
 with open(sys.argv[1], "rb") as f:
     d = plistlib.load(f)
-print(json.dumps({"keys": sorted(d), "randomKey": d["randomKey"], "userInfo": d.get("userInfo")}))
+print(json.dumps({"randomKey": d["randomKey"], "userInfo": d.get("userInfo")}))
 )"), {fileOf(QStringLiteral("Interop"))}, &ok);
     ASSERT_TRUE(ok);
     const QJsonObject seen = QJsonDocument::fromJson(read).object();
-    EXPECT_EQ(seen.value(QStringLiteral("keys")).toVariant().toStringList(),
-              (QStringList{QStringLiteral("randomKey"), QStringLiteral("userInfo")}));
     EXPECT_EQ(seen.value(QStringLiteral("randomKey")).toString(),
               PLVPlist::readDictionary(fileOf(QStringLiteral("Interop"))).toMap().value(QStringLiteral("randomKey")));
     EXPECT_EQ(seen.value(QStringLiteral("userInfo")).toObject().toVariantMap().value(QStringLiteral("count")).toInt(), 7);
@@ -138,7 +126,6 @@ print(json.dumps({"keys": sorted(d), "randomKey": d["randomKey"], "userInfo": d.
     Recorder observer;
     center->addObserver(&observer, "plain", QStringLiteral("Interop"));
     settle();
-    observer.reset();
 
     // The way the product's writers replace a file: a temporary file renamed over it.
     const QString writeReplacing = QStringLiteral(R"(
@@ -165,5 +152,4 @@ with open(sys.argv[1], "wb") as f:
     ASSERT_TRUE(waitUntil([&] { return observer.plainCalls == 2; }));
     settle();
     EXPECT_EQ(observer.plainCalls, 2);
-    EXPECT_TRUE(observer.allOnMainThread);
 }

@@ -10,30 +10,18 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <optional>
 
 namespace {
 
-// The three variables the unit is read from, each set or unset for one test.
-class LocaleEnvironment
-{
-public:
+// Sets the three variables the unit is read from (a null value unsets one).
+struct LocaleEnvironment {
     explicit LocaleEnvironment(const QByteArray &lang, const QByteArray &measurement = {}, const QByteArray &all = {})
-        : m_lang("LANG", lang), m_measurement("LC_MEASUREMENT", measurement), m_all("LC_ALL", all)
+        : lang("LANG", lang), measurement("LC_MEASUREMENT", measurement), all("LC_ALL", all)
     {
     }
-
-private:
-    plvtest::ScopedEnv m_lang;
-    plvtest::ScopedEnv m_measurement;
-    plvtest::ScopedEnv m_all;
+    plvtest::ScopedEnv lang, measurement, all;
 };
-
-void sendLocaleChange()
-{
-    QEvent event(QEvent::LocaleChange);
-    QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
-}
 
 class TemperatureChanges : public ::testing::Test
 {
@@ -41,139 +29,106 @@ protected:
     void SetUp() override
     {
         token = PLVNotificationCenter::defaultCenter()->addObserverForName(
-            TQSytemTemperatureSettting::didChangeNotification, nullptr,
-            [this](const PLVNotification &n) {
+            TQSytemTemperatureSettting::didChangeNotification, nullptr, [this](const PLVNotification &n) {
                 ++posts;
-                postedWithObject = postedWithObject || n.object != nullptr;
+                withObject = withObject || n.object;
             });
     }
-    void TearDown() override
-    {
-        PLVNotificationCenter::defaultCenter()->removeObserver(token);
-        TQSytemTemperatureSettting::sharedInstance()->setSystemTemperatureUsed(false);
-    }
+    void TearDown() override { PLVNotificationCenter::defaultCenter()->removeObserver(token); }
 
-    // Changes the environment the next read sees, then tells the application.
+    // The old variables are restored before the new ones are set.
+    void setLocale(const QByteArray &lang) { env.reset(), env.emplace(lang); }
     void switchLocaleTo(const QByteArray &lang)
     {
         setLocale(lang);
-        sendLocaleChange();
-    }
-    // The old variables are restored before the new ones are set.
-    void setLocale(const QByteArray &lang)
-    {
-        env.reset();
-        env = std::make_unique<LocaleEnvironment>(lang);
+        QEvent event(QEvent::LocaleChange);
+        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
     }
 
+    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
     QObject *token = nullptr;
     int posts = 0;
-    bool postedWithObject = false;
-    std::unique_ptr<LocaleEnvironment> env;
+    bool withObject = false;
+    std::optional<LocaleEnvironment> env;
 };
 
 } // namespace
 
-TEST(Temperature, CreationReadsNothing)
-{
-    const LocaleEnvironment us("en_US.UTF-8");
-    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
-    EXPECT_EQ(settings, TQSytemTemperatureSettting::sharedInstance());
-    EXPECT_EQ(settings->storedTemperatureSetting(), 0);
-    EXPECT_FALSE(settings->systemTemperatureUsed());
-    EXPECT_EQ(settings->temperatureSetting(), 1);
-    EXPECT_EQ(settings->storedTemperatureSetting(), 1);
-}
-
 TEST(Temperature, UnitFollowsTheMeasurementLocale)
 {
+    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
+    EXPECT_EQ(settings->storedTemperatureSetting(), 0) << "creation reads nothing";
     struct Case {
         QByteArray lang, measurement, all;
         int expected;
-    };
-    const Case cases[] = {
-        {{}, {}, {}, -1},                               // nothing set
-        {"C", {}, {}, -1},
-        {"POSIX", {}, {}, -1},
-        {"C.UTF-8", {}, {}, -1},
-        {"xx_QQ.UTF-8", {}, {}, -1},                    // not a locale anyone knows
-        {"en_US.UTF-8", {}, {}, 1},
-        {"es_US.UTF-8", {}, {}, 1},
+    } const cases[] = {
+        {{}, {}, {}, -1}, {"C", {}, {}, -1}, {"POSIX", {}, {}, -1}, {"C.UTF-8", {}, {}, -1},
+        {"xx_QQ.UTF-8", {}, {}, -1},                    // a locale nobody knows
+        {"en_US.UTF-8", {}, {}, 1}, {"es_US.UTF-8", {}, {}, 1},
         {"en_GB.UTF-8", {}, {}, 0},                     // imperial, but not the US system
-        {"de_DE.UTF-8@euro", {}, {}, 0},
-        {"fr_CA", {}, {}, 0},
-        {"en_US.UTF-8", "de_DE.UTF-8", {}, 0},          // the measurement category wins over LANG
+        {"de_DE.UTF-8@euro", {}, {}, 0}, {"fr_CA", {}, {}, 0},
+        {"en_US.UTF-8", "de_DE.UTF-8", {}, 0},          // the measurement category beats LANG
         {"de_DE.UTF-8", "en_US.UTF-8", {}, 1},
-        {"en_US.UTF-8", "", {}, 1},                     // an empty variable counts as unset
+        {"en_US.UTF-8", "", {}, 1},                     // empty counts as unset
         {"en_US.UTF-8", "C", {}, -1},
-        {"de_DE.UTF-8", "en_US.UTF-8", "fr_FR.UTF-8", 0}, // LC_ALL overrides every category
+        {"de_DE.UTF-8", "en_US.UTF-8", "fr_FR.UTF-8", 0}, // LC_ALL beats every category
         {{}, {}, "en_US.UTF-8", 1},
     };
-    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
     for (const Case &c : cases) {
         const LocaleEnvironment env(c.lang, c.measurement, c.all);
-        EXPECT_EQ(settings->temperatureSetting(), c.expected)
-            << "LANG=" << c.lang.toStdString() << " LC_MEASUREMENT=" << c.measurement.toStdString()
-            << " LC_ALL=" << c.all.toStdString();
+        EXPECT_EQ(settings->temperatureSetting(), c.expected) << "LANG=" << c.lang.toStdString()
+            << " LC_MEASUREMENT=" << c.measurement.toStdString() << " LC_ALL=" << c.all.toStdString();
         EXPECT_EQ(settings->storedTemperatureSetting(), c.expected);
     }
 }
 
 TEST_F(TemperatureChanges, AChangeOfUnitPostsOnceAndAKeptUnitPostsNothing)
 {
-    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
-    setLocale(QByteArray());
+    setLocale({});
     settings->setSystemTemperatureUsed(true);
-    EXPECT_TRUE(settings->systemTemperatureUsed());
     EXPECT_EQ(settings->storedTemperatureSetting(), -1) << "subscribing reads the unit";
 
     switchLocaleTo("de_DE.UTF-8");
     EXPECT_EQ(posts, 1);
-    EXPECT_FALSE(postedWithObject);
+    EXPECT_FALSE(withObject);
     switchLocaleTo("fr_FR.UTF-8"); // another locale, the same unit
     EXPECT_EQ(posts, 1);
     switchLocaleTo("en_US.UTF-8");
     EXPECT_EQ(posts, 2);
-    EXPECT_EQ(settings->storedTemperatureSetting(), 1);
 
-    // Other events of the application are not locale changes.
     setLocale("de_DE.UTF-8");
-    QEvent other(QEvent::ApplicationFontChange);
+    QEvent other(QEvent::ApplicationFontChange); // not a locale change
     QCoreApplication::sendEvent(QCoreApplication::instance(), &other);
     EXPECT_EQ(posts, 2);
 }
 
-TEST_F(TemperatureChanges, UnsubscribingStopsFollowing)
+TEST_F(TemperatureChanges, NothingIsFollowedBeforeSubscribingOrAfterUnsubscribing)
 {
-    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
     setLocale("de_DE.UTF-8");
     switchLocaleTo("en_US.UTF-8");
-    EXPECT_EQ(posts, 0) << "nothing is followed before a client asks";
+    EXPECT_EQ(posts, 0);
 
     settings->setSystemTemperatureUsed(true);
     settings->setSystemTemperatureUsed(false);
     EXPECT_FALSE(settings->systemTemperatureUsed());
     switchLocaleTo("de_DE.UTF-8");
     EXPECT_EQ(posts, 0);
-    EXPECT_EQ(settings->storedTemperatureSetting(), 1) << "no read happened after unsubscribing";
+    EXPECT_EQ(settings->storedTemperatureSetting(), 1) << "no read after unsubscribing";
 }
 
 TEST_F(TemperatureChanges, SubscribingTwiceRunsTheCheckTwicePerChange)
 {
-    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
     setLocale("de_DE.UTF-8");
     const int before = PLVNotificationCenter::defaultCenter()->observerCount();
     settings->setSystemTemperatureUsed(true);
     settings->setSystemTemperatureUsed(true);
     EXPECT_EQ(PLVNotificationCenter::defaultCenter()->observerCount(), before + 2);
 
-    // Both checks run; the first stores the new unit, so the second finds
-    // nothing changed.
+    // The first check stores the new unit, so the second finds no change.
     switchLocaleTo("en_US.UTF-8");
     EXPECT_EQ(posts, 1);
 
-    // One "false" removes both subscriptions.
-    settings->setSystemTemperatureUsed(false);
+    settings->setSystemTemperatureUsed(false); // removes both
     EXPECT_EQ(PLVNotificationCenter::defaultCenter()->observerCount(), before);
     switchLocaleTo("de_DE.UTF-8");
     EXPECT_EQ(posts, 1);
