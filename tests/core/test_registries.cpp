@@ -4,7 +4,6 @@
 
 #include <PLVCommon/core/PLVDisplaynameForModules.h>
 #include <PLVCommon/core/PLVIconsForModules.h>
-#include <PLVCommon/core/PLVModuleIdentifiers.h>
 #include <PLVCommon/platform/PLVBundle.h>
 
 #include <QIcon>
@@ -39,18 +38,6 @@ protected:
 };
 
 } // namespace
-
-TEST(ModuleIdentifiers, ShortNameKeysMatchExactlyAndOthersAreUnknown)
-{
-    const char *const table[][2] = {
-        {"com.tallowcrest.plvCPU", "cpu"}, {"com.tallowcrest.plvMEM", "mem"}, {"com.tallowcrest.plvDisk", "dsk"},
-        {"com.tallowcrest.plvTEMP", "tmp"}, {"com.tallowcrest.plvFans", "fan"}, {"com.tallowcrest.plvNET", "net"},
-        {"com.tallowcrest.plvGPU", "gpu"}, {"com.tallowcrest.plvBATTERY", "bat"}, {"com.tallowcrest.plvBT", "blt"},
-        {"com.tallowcrest.plvcpu", "ukn"}, {"com.tallowcrest.plvCPU ", "ukn"}, {"com.tallowcrest.plvBTX", "ukn"}, {"", "ukn"},
-    };
-    for (const auto &[identifier, key] : table)
-        EXPECT_EQ(PLVShortNameKeyForBundleIdentifier(QString::fromLatin1(identifier)), QLatin1String(key)) << identifier;
-}
 
 TEST_F(Registries, NamesComeFromEachModulesOwnTranslations)
 {

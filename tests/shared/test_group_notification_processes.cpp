@@ -45,15 +45,13 @@ class GroupNotificationProcesses : public ::testing::Test
 protected:
     void SetUp() override
     {
-        center = TQGroupNotificationCenter::defaultCenter();
         ASSERT_EQ(center->notificationsFolderURL().toLocalFile(), container.notificationsFolder())
             << "run each test in its own process (as ctest does)";
     }
-
     QString fileOf(const QString &name) const { return container.notificationsFolder() + QLatin1Char('/') + name; }
 
     plvtest::TempGroupContainer container;
-    TQGroupNotificationCenter *center = nullptr;
+    TQGroupNotificationCenter *center = TQGroupNotificationCenter::defaultCenter();
 };
 
 // Runs a short python3 program with the given arguments; its standard output.
@@ -88,12 +86,8 @@ TEST_F(GroupNotificationProcesses, TheParentsPostReachesAChildsObserver)
     QProcess child;
     child.start(QCoreApplication::applicationFilePath(),
                 {QStringLiteral("--plv-child"), QStringLiteral("gn_observe"), QStringLiteral("FromParent")});
-    ASSERT_TRUE(child.waitForStarted(10000));
     QByteArray out;
-    ASSERT_TRUE(waitUntil([&] {
-        out += child.readAllStandardOutput();
-        return out.contains("ready\n");
-    }, std::chrono::seconds(20)));
+    ASSERT_TRUE(waitUntil([&] { return (out += child.readAllStandardOutput()).contains("ready\n"); }));
 
     center->postNotificationName(QStringLiteral("FromParent"));
     ASSERT_TRUE(child.waitForFinished(30000));
