@@ -1,5 +1,7 @@
 #include "PLVDispatch.h"
 
+#include "PLVTsan.h"
+
 #include <QCoreApplication>
 #include <QThread>
 #include <QTimer>
@@ -24,14 +26,25 @@ void PLVDispatch::async(Queue queue, Work work)
 {
     if (!work)
         return;
+    static const char handoff = 0; // the hand-off as ThreadSanitizer sees it
     if (queue == Queue::Global) {
-        globalPool()->start(std::move(work));
+        std::function<void()> task = [work = std::move(work)] {
+            plvTsanAcquire(&handoff);
+            work();
+        };
+        plvTsanRelease(&handoff);
+        globalPool()->start(std::move(task));
         return;
     }
     QCoreApplication *app = QCoreApplication::instance();
     if (!app)
         return;
-    QMetaObject::invokeMethod(app, std::move(work), Qt::QueuedConnection);
+    std::function<void()> task = [work = std::move(work)] {
+        plvTsanAcquire(&handoff);
+        work();
+    };
+    plvTsanRelease(&handoff);
+    QMetaObject::invokeMethod(app, std::move(task), Qt::QueuedConnection);
 }
 
 void PLVDispatch::after(double seconds, Queue queue, Work work)

@@ -2,6 +2,7 @@
 
 #include "PLVCommon/platform/PLVDispatch.h"
 #include "PLVCommon/platform/PLVLog.h"
+#include "PLVCommon/platform/PLVTsan.h"
 #include "TQGroupNotificationCenter.h"
 
 #include <QFile>
@@ -157,8 +158,15 @@ void TQFileCoord::unregister()
 
 void TQFileCoord::enqueueChange()
 {
-    if (m_queue)
-        m_queue->start([this] { presentedItemDidChange(); });
+    if (!m_queue)
+        return;
+    static const char handoff = 0; // the hand-off as ThreadSanitizer sees it
+    std::function<void()> callback = [this] {
+        plvTsanAcquire(&handoff);
+        presentedItemDidChange();
+    };
+    plvTsanRelease(&handoff);
+    m_queue->start(std::move(callback));
 }
 
 void TQFileCoord::presentedItemDidChange()

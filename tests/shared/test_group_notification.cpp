@@ -11,7 +11,6 @@
 #include <QDBusMessage>
 #include <QDir>
 #include <QFileInfo>
-#include <QProcess>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -19,6 +18,10 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 using plvtest::waitUntil;
 
@@ -280,10 +283,24 @@ TEST(GroupNotificationLogind, PrepareForSleepOnTheSystemBusDrivesPauseAndWake)
     const QString daemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
     if (daemon.isEmpty())
         GTEST_SKIP() << "dbus-daemon is not installed";
-    QProcess bus;
-    bus.start(daemon, {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-    ASSERT_TRUE(waitUntil([&] { return bus.canReadLine(); }));
-    const QByteArray address = bus.readLine().trimmed();
+    // Started with fork() rather than QProcess: QProcess's vfork-style child
+    // runs ThreadSanitizer's hooks on the parent's thread state and leaves it
+    // blind to the main thread's later locks.
+    int out[2];
+    ASSERT_EQ(::pipe(out), 0);
+    const QByteArray program = QFile::encodeName(daemon);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(out[1], STDOUT_FILENO);
+        ::execl(program.constData(), "dbus-daemon", "--session", "--nofork", "--print-address=1", nullptr);
+        ::_exit(127);
+    }
+    ::close(out[1]);
+    QFile pipe;
+    ASSERT_TRUE(pipe.open(out[0], QIODevice::ReadOnly, QFileDevice::AutoCloseHandle));
+    const QByteArray address = pipe.readLine().trimmed();
+    ASSERT_FALSE(address.isEmpty());
+    const std::unique_ptr<void, std::function<void(void *)>> stopBus(&pipe, [pid](void *) { ::kill(pid, SIGTERM), ::waitpid(pid, nullptr, 0); });
     plvtest::ScopedEnv env("DBUS_SYSTEM_BUS_ADDRESS", address);
     plvtest::TempGroupContainer container;
     TQGroupNotificationCenter *center = TQGroupNotificationCenter::defaultCenter();
@@ -308,8 +325,6 @@ TEST(GroupNotificationLogind, PrepareForSleepOnTheSystemBusDrivesPauseAndWake)
     EXPECT_TRUE(waitUntil([&] { return observer.plainCalls == 1; }));
 
     QDBusConnection::disconnectFromBus(QStringLiteral("logind"));
-    bus.terminate();
-    bus.waitForFinished(5000);
 }
 
 #include "moc_GroupNotificationTestSupport.cpp"
