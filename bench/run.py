@@ -62,7 +62,9 @@ def time_peer(fn, min_time=0.5, max_iters=10000):
 
 
 def split(name):
-    parts = [p for p in name.split("/") if p not in ("real_time", "process_time")]
+    # Google Benchmark's own decorations are not part of the case's name.
+    name = re.sub(r"/(iterations:\d+|repeats:\d+|manual_time|real_time|process_time)", "", name)
+    parts = name.split("/")
     return parts[0], "/".join(parts[1:]) or parts[0]
 
 
