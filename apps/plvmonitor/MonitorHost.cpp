@@ -1,6 +1,9 @@
 #include "MonitorHost.h"
 
+#include "PLVCommon/core/PLVDisplaynameForModules.h"
 #include "PLVCommon/core/PLVGenericModuleController.h"
+#include "PLVCommon/core/PLVIconsForModules.h"
+#include "PLVCommon/core/PLVPreferencesForModules.h"
 
 #include <QDateTime>
 #include <QMetaType>
@@ -22,9 +25,15 @@ void MonitorHost::addModule(PLVGenericModuleController *controller)
         PLVGenericModuleController::destroy(controller);
         return;
     }
+    // As the application starts each module: views first, then the shared
+    // per-module settings, the table by identifier and both registries (the
+    // timer comes in start()).
     controller->initMainApp();
+    controller->setPlvPreferencesDefault(PLVPreferencesForModules::standardUserDefaults());
     m_modules.insert(id, controller);
     m_order << id;
+    PLVDisplaynameForModules::displayname()->addDisplaynameForBundleIdentifier(id);
+    PLVIconsForModules::icons()->addIconForBundleIdentifier(id);
 }
 
 void MonitorHost::start()
@@ -90,7 +99,8 @@ void MonitorHost::printLine()
         const auto controller = m_modules.value(id);
         if (!controller || !controller->modulemodelobj())
             continue;
-        modules << describe(controller->moduleName(), controller->modulemodelobj()->modelData().snapshot(), m_options.allValues);
+        const QString shortName = PLVDisplaynameForModules::displayname()->displayname3LettersNameForBundleIdentifier(id);
+        modules << describe(shortName, controller->modulemodelobj()->modelData().snapshot(), m_options.allValues);
     }
     m_out << QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss")) << "  " << modules.join(QStringLiteral(" | "))
           << Qt::endl;

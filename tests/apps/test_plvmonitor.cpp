@@ -50,7 +50,7 @@ TEST(Plvmonitor, RunsTheModulesOfItsPlugInsFolderAndShowsChangingValues)
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     ASSERT_EQ(r.lines.size(), 3) << r.lines.join(QLatin1Char('\n')).toStdString();
     QList<int> ticks;
-    const QRegularExpression tick(QStringLiteral("TEST tickText=tick (\\d+)"));
+    const QRegularExpression tick(QStringLiteral("UKN tickText=tick (\\d+)"));
     for (const QString &line : r.lines) {
         const auto m = tick.match(line);
         ASSERT_TRUE(m.hasMatch()) << line.toStdString();

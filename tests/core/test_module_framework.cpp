@@ -1,5 +1,6 @@
 #include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVModulesDictionary.h"
+#include "PLVCommon/core/PLVPreferencesForModules.h"
 #include "PLVCommon/core/PLVTimer.h"
 #include "PLVCommon/platform/PLVBinding.h"
 #include "PLVCommon/platform/PLVBundle.h"
@@ -142,7 +143,7 @@ TEST(ModuleFramework, ControllerSetUpAndTearDownRules)
                 && model->isStatusExpandedViewVisible() && model->isNotificationCenterViewVisible());
 
     // A store given before set-up reaches no view controller.
-    auto *store = reinterpret_cast<PLVPreferencesForModules *>(&controller); // only stored, never used here
+    PLVPreferencesForModules *store = PLVPreferencesForModules::standardUserDefaults();
     controller->setPlvPreferencesDefault(store);
     EXPECT_EQ(controller->plvPreferencesDefault(), store);
     controller->initMainApp();
