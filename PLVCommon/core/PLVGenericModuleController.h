@@ -94,6 +94,13 @@ public:
     // Written by modules on the global queue; the framework never reads it.
     bool isProcessing() const { return m_isProcessing.load(); }
     void setIsProcessing(bool processing) { m_isProcessing.store(processing); }
+    // Sets isProcessing in one step, answering false when it was already set
+    // (an update of this module is still running).
+    bool tryBeginProcessing()
+    {
+        bool expected = false;
+        return m_isProcessing.compare_exchange_strong(expected, true);
+    }
 
     QString PLVLoc(const QString &key) const;
 

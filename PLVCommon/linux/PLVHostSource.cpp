@@ -1,6 +1,6 @@
 #include "PLVHostSource.h"
 
-#include <QMutex>
+#include <mutex>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -136,13 +136,13 @@ static quint64 zramBytes(const PLVSysRoot &root)
     };
     if (root.isLive()) {
         // Devices come and go rarely (hot_add): their files stay open once seen.
-        static QMutex mutex;
+        static std::mutex mutex;
         static std::map<std::string, std::unique_ptr<PLVOpenSysFile>> files;
         std::vector<char> &buf = PLVSysFile::scratchBuffer();
         listHostFolder(root, &LiveFiles::block, "sys/block", [&](const char *name) {
             if (std::strncmp(name, "zram", 4) != 0)
                 return;
-            QMutexLocker lock(&mutex);
+            std::lock_guard lock(mutex);
             std::unique_ptr<PLVOpenSysFile> &file = files[name];
             if (!file)
                 file = std::make_unique<PLVOpenSysFile>(root, ("sys/block/" + std::string(name) + "/mm_stat").c_str());
@@ -244,17 +244,17 @@ static quint64 countInstalledMemory(const PLVSysRoot &root, quint64 memTotalByte
 quint64 installedMemory(const PLVSysRoot &root, const PLVMemInfo &m)
 {
     const quint64 memTotal = m.has[PLVMemInfo::MemTotal] ? m.bytes(PLVMemInfo::MemTotal) : 0;
-    static QMutex mutex;
+    static std::mutex mutex;
     static QString cachedRoot;
     static quint64 cachedMemTotal = 0;
     static quint64 cachedInstalled = 0;
     {
-        QMutexLocker lock(&mutex);
+        std::lock_guard lock(mutex);
         if (!cachedRoot.isNull() && cachedRoot == root.root() && cachedMemTotal == memTotal)
             return cachedInstalled;
     }
     const quint64 installed = countInstalledMemory(root, memTotal);
-    QMutexLocker lock(&mutex);
+    std::lock_guard lock(mutex);
     cachedRoot = root.root();
     cachedMemTotal = memTotal;
     cachedInstalled = installed;

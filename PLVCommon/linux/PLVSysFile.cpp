@@ -259,7 +259,7 @@ PLVOpenSysDir::~PLVOpenSysDir()
 
 bool PLVOpenSysDir::forEach(const std::function<void(const char *name)> &fn) const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     int fd = m_fd;
     if (fd < 0 || ::lseek(fd, 0, SEEK_SET) != 0)
         fd = ::open(m_path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

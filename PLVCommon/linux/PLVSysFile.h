@@ -4,7 +4,7 @@
 
 #include <sys/types.h>
 
-#include <QMutex>
+#include <mutex>
 
 #include <atomic>
 #include <functional>
@@ -108,7 +108,7 @@ private:
     QByteArray m_path;
     bool m_keepOpen = false;
     int m_fd = -1;
-    mutable QMutex m_mutex;
+    mutable std::mutex m_mutex;
     mutable std::vector<char> m_buf;
 };
 

@@ -45,7 +45,7 @@ void TQSystemInfo::applyCoreInfo()
 
 QVariantMap TQSystemInfo::cpuCoresInformation()
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     applyCoreInfo();
     return {{QStringLiteral("physicalcpu"), int(m_numPhyCPU)}, {QStringLiteral("logicalcpu"), int(m_numLogCPU)}};
 }
@@ -62,7 +62,7 @@ bool TQSystemInfo::didCoreConfigurationChanged()
 {
     bool changed = false;
     {
-        QMutexLocker lock(&CPUUsageLock);
+        std::lock_guard lock(CPUUsageLock);
         changed = coreConfigurationChangedLocked(m_source.logicalCount());
     }
     // Posted outside the lock: an observer may well call cpuCoresInformation().
@@ -90,7 +90,7 @@ std::optional<QVariantMap> TQSystemInfo::cpuData()
     {
         // Held over the whole sample: the counters are read into, and rotated
         // through, this instance's buffers.
-        QMutexLocker lock(&CPUUsageLock);
+        std::lock_guard lock(CPUUsageLock);
         const bool loadOK = m_source.loadInfo(cpuInfo, cpuInfoHas);
         // One reading of the online list gives the running CPUs and the count
         // the configuration check compares.
@@ -182,37 +182,37 @@ std::optional<QVariantMap> TQSystemInfo::cpuData()
 
 quint32 TQSystemInfo::numCPUs() const
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     return m_numCPUs;
 }
 
 quint32 TQSystemInfo::numPhyCPU() const
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     return m_numPhyCPU;
 }
 
 quint32 TQSystemInfo::numLogCPU() const
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     return m_numLogCPU;
 }
 
 qint64 TQSystemInfo::modulophy() const
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     return m_modulophy;
 }
 
 QList<int> TQSystemInfo::cpuNumbers() const
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     return QList<int>(m_order.begin(), m_order.end());
 }
 
 QList<int> TQSystemInfo::logicalCPUNumbers() const
 {
-    QMutexLocker lock(&CPUUsageLock);
+    std::lock_guard lock(CPUUsageLock);
     return QList<int>(m_lastLogical.begin(), m_lastLogical.end());
 }
 

@@ -4,7 +4,7 @@
 #include "PLVCommon/stats/PLVDateComponents.h"
 
 #include <QList>
-#include <QMutex>
+#include <mutex>
 #include <QString>
 #include <QVariantMap>
 
@@ -85,7 +85,7 @@ private:
     const std::array<QString, 8> &perCpuKeys(quint32 index);
 
     PLVSysRoot m_root;
-    mutable QMutex CPUUsageLock;
+    mutable std::mutex CPUUsageLock;
     PLVCpuSource m_source;
 
     // Counters by kernel CPU number: the current and the previous sample.

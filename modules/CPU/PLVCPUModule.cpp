@@ -1,0 +1,106 @@
+#include "PLVCPUModule.h"
+
+#include "PLVCommon/platform/PLVClassRegistry.h"
+#include "PLVCommon/stats/StringExtras.h"
+
+#include <QLocale>
+
+PLV_REGISTER_CLASS(PLVCPUModuleModel)
+PLV_REGISTER_CLASS(PLVCPUModuleController)
+PLV_REGISTER_CLASS(PLVCPUViewController)
+PLV_REGISTER_CLASS(PLVCPUStatusView)
+PLV_REGISTER_CLASS(PLVCPUPanelView)
+
+namespace {
+
+QString percentText(float fraction) { return StringExtras::floatToPercentageString(fraction * 100.0f); }
+
+QVariantList historyValues(const PLVGraphArrays &history)
+{
+    QVariantList values;
+    const QPointF *points = history.arrayToDisplay();
+    values.reserve(int(history.maxSizeVar()));
+    for (qint64 k = 0; k < history.maxSizeVar(); ++k)
+        values << float(points[k].y());
+    return values;
+}
+
+} // namespace
+
+PLVCPUModuleModel::PLVCPUModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
+
+void PLVCPUModuleModel::init()
+{
+    PLVGenericModuleModel::init();
+    m_history.initArraysWithMaxSize(PLVGraphArrays::kCapacity);
+    modelData().insert(m_info.cpuCoresInformation());
+}
+
+QString PLVCPUModuleModel::upTimeText(const PLVDateComponents &c) const
+{
+    QStringList parts;
+    if (c.month > 0)
+        parts << QStringLiteral("%1 %2").arg(c.month).arg(PLVLoc(QStringLiteral("mo")));
+    if (c.month > 0 || c.day > 0)
+        parts << QStringLiteral("%1 %2").arg(c.day).arg(PLVLoc(QStringLiteral("d")));
+    parts << QStringLiteral("%1 %2").arg(c.hour).arg(PLVLoc(QStringLiteral("h")));
+    parts << QStringLiteral("%1 %2").arg(c.minute).arg(PLVLoc(QStringLiteral("min")));
+    return parts.join(QLatin1Char(' '));
+}
+
+void PLVCPUModuleModel::updateModel()
+{
+    std::optional<QVariantMap> sample = m_info.cpuData();
+    if (!sample) {
+        // The set of CPUs changed: the sample was dropped. Re-read the layout
+        // so that the next sample uses it.
+        modelData().insert(m_info.cpuCoresInformation());
+        return;
+    }
+    QVariantMap values = *sample;
+    if (values.contains(QStringLiteral("idleCPU"))) {
+        const float usage = 1.0f - values.value(QStringLiteral("idleCPU")).toFloat();
+        values.insert(QStringLiteral("cpuUsage"), usage);
+        values.insert(QStringLiteral("cpuUsageText"), percentText(usage));
+        for (const char *key : {"userCPU", "systemCPU", "niceCPU", "idleCPU"})
+            values.insert(QLatin1String(key) + QStringLiteral("Text"), percentText(values.value(QLatin1String(key)).toFloat()));
+        m_history.addNewValue(usage * 100.0f);
+        values.insert(QStringLiteral("cpuHistory"), historyValues(m_history));
+        values.insert(QStringLiteral("cpuHistoryMax"), m_history.maxValue());
+    }
+    QVariantList cores;
+    QStringList coreTexts;
+    for (quint32 i = 0; i < m_info.numCPUs(); ++i) {
+        const QString key = QStringLiteral("idleCPUAll%1").arg(i);
+        if (!values.contains(key))
+            break;
+        const float usage = 1.0f - values.value(key).toFloat();
+        cores << usage;
+        coreTexts << percentText(usage);
+    }
+    values.insert(QStringLiteral("cpuCoreUsage"), cores);
+    values.insert(QStringLiteral("cpuCoreUsageText"), coreTexts.join(QLatin1Char(' ')));
+    if (values.contains(QStringLiteral("loadAverage0"))) {
+        const QLocale locale;
+        QStringList loads;
+        for (const char *key : {"loadAverage0", "loadAverage1", "loadAverage2"})
+            loads << locale.toString(values.value(QLatin1String(key)).toDouble(), 'f', 2);
+        values.insert(QStringLiteral("loadAverageText"), loads.join(QLatin1Char(' ')));
+    }
+    if (values.contains(QStringLiteral("tasksCount")))
+        values.insert(QStringLiteral("tasksText"), QStringLiteral("%1 / %2")
+                                                      .arg(values.value(QStringLiteral("tasksCount")).toLongLong())
+                                                      .arg(values.value(QStringLiteral("threadsCount")).toLongLong()));
+    const QVariant upTime = values.value(QStringLiteral("upTime"));
+    if (upTime.canConvert<PLVDateComponents>())
+        values.insert(QStringLiteral("upTimeText"), upTimeText(upTime.value<PLVDateComponents>()));
+    modelData().insert(values);
+}
+
+PLVCPUModuleController::PLVCPUModuleController(QObject *parent) : PLVModuleControllerBase(parent) {}
+const QMetaObject *PLVCPUModuleController::viewControllerClass() const { return &PLVCPUViewController::staticMetaObject; }
+const QMetaObject *PLVCPUModuleController::modelObjClass() const { return &PLVCPUModuleModel::staticMetaObject; }
+
+PLVCPUViewController::PLVCPUViewController(QObject *parent) : PLVModuleViewControllerBase(parent) {}
+PLVCPUStatusView::PLVCPUStatusView(QWidget *parent) : PLVTextStatusbarView(parent) {}
+PLVCPUPanelView::PLVCPUPanelView(QWidget *parent) : PLVTextPanelView(parent) {}

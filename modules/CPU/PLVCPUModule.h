@@ -1,0 +1,54 @@
+#pragma once
+#include "PLVModuleKit.h"
+
+#include "PLVCommon/stats/PLVGraphArrays.h"
+#include "PLVCommon/stats/TQSystemInfo.h"
+
+// The processor module: machine-wide and per-core CPU shares, load, tasks and
+// threads, and the time since boot, sampled every tick.
+class PLVCPUModuleModel : public PLVGenericModuleModel
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVCPUModuleModel(QObject *parent = nullptr);
+    void init() override;
+    void updateModel() override;
+
+    // "3 d 4 h 12 min": the up-time components in words of this module's table.
+    QString upTimeText(const PLVDateComponents &c) const;
+
+private:
+    TQSystemInfo m_info;
+    PLVGraphArrays m_history; // machine-wide usage in percent
+};
+
+class PLVCPUModuleController : public PLVModuleControllerBase
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVCPUModuleController(QObject *parent = nullptr);
+    const QMetaObject *viewControllerClass() const override;
+    const QMetaObject *modelObjClass() const override;
+    QString moduleName() const override { return QStringLiteral("CPU"); }
+};
+
+class PLVCPUViewController : public PLVModuleViewControllerBase
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVCPUViewController(QObject *parent = nullptr);
+};
+
+class PLVCPUStatusView : public PLVTextStatusbarView
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVCPUStatusView(QWidget *parent = nullptr);
+};
+
+class PLVCPUPanelView : public PLVTextPanelView
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVCPUPanelView(QWidget *parent = nullptr);
+};

@@ -1,0 +1,58 @@
+#include "PLVMEMModule.h"
+
+#include "PLVCommon/platform/PLVClassRegistry.h"
+#include "PLVCommon/stats/StringExtras.h"
+#include "PLVCommon/stats/TQSystemInfo.h"
+
+PLV_REGISTER_CLASS(PLVMEMModuleModel)
+PLV_REGISTER_CLASS(PLVMEMModuleController)
+PLV_REGISTER_CLASS(PLVMEMViewController)
+PLV_REGISTER_CLASS(PLVMEMStatusView)
+PLV_REGISTER_CLASS(PLVMEMPanelView)
+
+PLVMEMModuleModel::PLVMEMModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
+
+void PLVMEMModuleModel::init()
+{
+    PLVGenericModuleModel::init();
+    m_history.initArraysWithMaxSize(PLVGraphArrays::kCapacity);
+}
+
+void PLVMEMModuleModel::updateModel()
+{
+    QVariantMap values = TQSystemInfo::memoryData();
+    for (const char *key : {"memTotal", "memFree", "memApp", "memWired", "memCache", "memCompress", "memActive", "memInactive"})
+        if (values.contains(QLatin1String(key)))
+            values.insert(QLatin1String(key) + QStringLiteral("Text"),
+                          StringExtras::doubleCapacityToString(values.value(QLatin1String(key)).toDouble()));
+    // Swap figures are -1 when the system does not tell.
+    for (const char *key : {"memTotalSwap", "memSwapUsed", "memSwapAvailable"}) {
+        const double bytes = values.value(QLatin1String(key), -1.0).toDouble();
+        values.insert(QLatin1String(key) + QStringLiteral("Text"),
+                      bytes < 0 ? PLVLoc(QStringLiteral("unavailable")) : StringExtras::doubleCapacityToString(bytes));
+    }
+    // In use: the pressure (what is not available any more), else what is not free.
+    float used = values.value(QStringLiteral("memPressure"), -1.0f).toFloat();
+    const double total = values.value(QStringLiteral("memTotal")).toDouble();
+    if (used < 0 && total > 0)
+        used = float(100.0 * (1.0 - values.value(QStringLiteral("memFree")).toDouble() / total));
+    if (used >= 0) {
+        values.insert(QStringLiteral("memUsedPerc"), used);
+        values.insert(QStringLiteral("memUsedText"), StringExtras::floatToPercentageString(used));
+        m_history.addNewValue(used);
+        QVariantList history;
+        const QPointF *points = m_history.arrayToDisplay();
+        for (qint64 k = 0; k < m_history.maxSizeVar(); ++k)
+            history << float(points[k].y());
+        values.insert(QStringLiteral("memHistory"), history);
+    }
+    modelData().insert(values);
+}
+
+PLVMEMModuleController::PLVMEMModuleController(QObject *parent) : PLVModuleControllerBase(parent) {}
+const QMetaObject *PLVMEMModuleController::viewControllerClass() const { return &PLVMEMViewController::staticMetaObject; }
+const QMetaObject *PLVMEMModuleController::modelObjClass() const { return &PLVMEMModuleModel::staticMetaObject; }
+
+PLVMEMViewController::PLVMEMViewController(QObject *parent) : PLVModuleViewControllerBase(parent) {}
+PLVMEMStatusView::PLVMEMStatusView(QWidget *parent) : PLVTextStatusbarView(parent) {}
+PLVMEMPanelView::PLVMEMPanelView(QWidget *parent) : PLVTextPanelView(parent) {}
