@@ -5,12 +5,19 @@
 // iterations, as a module keeps it between ticks. proctable/refresh_cold: a
 // new table each time (every process seen for the first time).
 // proctable/stateless: the same facts through TQProcessInfo's one-shot queries.
+//
+// gpuinfo/baseline: the bare reads of the sysfs files a refresh needs on the
+// "amd" fixture tree (a discrete card beside a bridge and an audio function);
+// gpuinfo/refresh: one gpuCoresInformation on the same tree.
+#include "PLVCommon/linux/PLVGPUSources.h"
 #include "PLVCommon/linux/PLVSysFile.h"
+#include "PLVCommon/stats/TQGPUInfo.h"
 #include "PLVCommon/stats/TQProcessInfo.h"
 #include "PLVCommon/stats/TQProcessTable.h"
 
 #include <benchmark/benchmark.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <QString>
 
@@ -19,6 +26,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <cstdlib>
 
 namespace {
@@ -112,6 +120,50 @@ void ProcStateless(benchmark::State &state)
     setProcessLabel(state);
 }
 BENCHMARK(ProcStateless)->Name("proctable/stateless")->Unit(benchmark::kMicrosecond);
+
+QString gpuFixture()
+{
+    return QStringLiteral(PLV_BENCH_FIXTURES "/gpu/amd");
+}
+
+void GPUBaseline(benchmark::State &state)
+{
+    const QByteArray devices = QFile::encodeName(gpuFixture() + QStringLiteral("/sys/bus/pci/devices"));
+    static const char *const displayFiles[] = {"vendor", "device", "firmware_node/path", "power/runtime_status",
+                                               "gpu_busy_percent", "mem_info_vram_total", "mem_info_vram_used",
+                                               "mem_info_gtt_total", "mem_info_gtt_used"};
+    char buf[256];
+    for (auto _ : state) {
+        DIR *dir = ::opendir(devices.constData());
+        if (!dir) {
+            state.SkipWithError("no fixture tree");
+            break;
+        }
+        while (dirent *e = ::readdir(dir)) {
+            if (e->d_name[0] == '.')
+                continue;
+            const int fd = ::openat(::dirfd(dir), e->d_name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            if (PLVSysFile::readAt(fd, "class", buf, sizeof buf) > 3 && std::strncmp(buf, "0x03", 4) == 0) {
+                for (const char *f : displayFiles)
+                    benchmark::DoNotOptimize(PLVSysFile::readAt(fd, f, buf, sizeof buf));
+                benchmark::DoNotOptimize(::readlinkat(fd, "driver", buf, sizeof buf));
+            }
+            ::close(fd);
+        }
+        ::closedir(dir);
+    }
+}
+BENCHMARK(GPUBaseline)->Name("gpuinfo/baseline")->Unit(benchmark::kMicrosecond);
+
+void GPURefresh(benchmark::State &state)
+{
+    TQGPUInfo info(std::make_shared<PLVGPUSources>(PLVSysRoot(gpuFixture()),
+                                                   std::make_shared<PLVNVML>(PLVNVMLFunctions{})));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(info.gpuCoresInformation());
+    state.SetLabel(std::to_string(info.numGPUs()) + " GPU");
+}
+BENCHMARK(GPURefresh)->Name("gpuinfo/refresh")->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

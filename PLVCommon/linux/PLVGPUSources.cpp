@@ -11,27 +11,39 @@ extern "C" {
 #include <pci/pci.h>
 }
 
+#include <fcntl.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace {
 
-QByteArray readTrimmed(const QString &path)
+// Small sysfs attributes, read relative to an open device folder.
+QByteArray readTrimmed(int dirfd, const char *name)
 {
-    const QByteArray text = PLVSysFile::read(path, 4096);
-    return text.isNull() ? QByteArray() : text.trimmed();
+    char buf[4096];
+    const ssize_t n = PLVSysFile::readAt(dirfd, name, buf, sizeof buf);
+    if (n <= 0)
+        return {};
+    return QByteArray(buf, qsizetype(n)).trimmed();
 }
 
-std::optional<quint64> readNumber(const QString &path, int base = 10)
+std::optional<quint64> readNumber(int dirfd, const char *name, int base = 10)
 {
-    const QByteArray text = readTrimmed(path);
-    if (text.isEmpty())
+    char buf[64];
+    const ssize_t n = PLVSysFile::readAt(dirfd, name, buf, sizeof buf);
+    if (n <= 0)
         return std::nullopt;
-    bool ok = false;
-    const quint64 v = text.toULongLong(&ok, base);
-    return ok ? std::optional<quint64>(v) : std::nullopt;
+    char *end = nullptr;
+    errno = 0;
+    const unsigned long long v = std::strtoull(buf, &end, base);
+    if (end == buf || errno != 0)
+        return std::nullopt;
+    while (*end == '\n' || *end == ' ')
+        ++end;
+    return *end == '\0' ? std::optional<quint64>(v) : std::nullopt;
 }
 
 QByteArray littleEndian32(quint32 v)
@@ -42,10 +54,10 @@ QByteArray littleEndian32(quint32 v)
     return out;
 }
 
-QString linkName(const QString &path)
+QString linkName(int dirfd, const char *name)
 {
     char buf[4096];
-    const ssize_t n = ::readlink(QFile::encodeName(path).constData(), buf, sizeof buf - 1);
+    const ssize_t n = ::readlinkat(dirfd, name, buf, sizeof buf - 1);
     if (n <= 0)
         return {};
     const QByteArray target(buf, qsizetype(n));
@@ -120,12 +132,12 @@ QString PLVGPUSources::modelName(quint16 vendor, quint16 device)
     return name;
 }
 
-std::optional<qint64> PLVGPUSources::intelBusyPercent(const QString &address, const QString &deviceDir,
+std::optional<qint64> PLVGPUSources::intelBusyPercent(int deviceFd, const QString &address, const QString &deviceDir,
                                                       const QString &driver)
 {
     std::optional<quint64> idle;
     if (driver == QLatin1String("xe")) {
-        idle = readNumber(deviceDir + QStringLiteral("/tile0/gt0/gtidle/idle_residency_ms"));
+        idle = readNumber(deviceFd, "tile0/gt0/gtidle/idle_residency_ms");
     } else {
         // The DRM card of this device: "card1", not a connector such as "card1-DP-1".
         static const QRegularExpression cardName(QStringLiteral("^card[0-9]+$"));
@@ -133,10 +145,10 @@ std::optional<qint64> PLVGPUSources::intelBusyPercent(const QString &address, co
         for (const QString &entry : entries) {
             if (!cardName.match(entry).hasMatch())
                 continue;
-            const QString card = deviceDir + QStringLiteral("/drm/") + entry;
-            idle = readNumber(card + QStringLiteral("/gt/gt0/rc6_residency_ms"));
+            const QByteArray card = "drm/" + QFile::encodeName(entry);
+            idle = readNumber(deviceFd, (card + "/gt/gt0/rc6_residency_ms").constData());
             if (!idle)
-                idle = readNumber(card + QStringLiteral("/power/rc6_residency_ms"));
+                idle = readNumber(deviceFd, (card + "/power/rc6_residency_ms").constData());
             break;
         }
     }
@@ -159,102 +171,111 @@ std::optional<qint64> PLVGPUSources::intelBusyPercent(const QString &address, co
     return qRound64(qBound(0.0, busy, 100.0));
 }
 
+void PLVGPUSources::readDevice(int fd, const QString &address, const QString &dir, Tables &tables, Pending &pending)
+{
+    const auto pciClass = readNumber(fd, "class", 16);
+    if (!pciClass || ((*pciClass >> 16) & 0xff) != 0x03)
+        return;
+    const auto vendor = readNumber(fd, "vendor", 16);
+    const auto device = readNumber(fd, "device", 16);
+    if (!vendor || !device)
+        return;
+
+    QVariantMap pci;
+    pci.insert(QStringLiteral("vendor-id"), littleEndian32(quint32(*vendor)));
+    pci.insert(QStringLiteral("device-id"), littleEndian32(quint32(*device)));
+    pci.insert(QStringLiteral("model"), modelName(quint16(*vendor), quint16(*device)).toUtf8());
+    pci.insert(QStringLiteral("pci-address"), address);
+    const QByteArray acpi = readTrimmed(fd, "firmware_node/path");
+    if (!acpi.isEmpty())
+        pci.insert(QStringLiteral("acpi-path"), QString::fromUtf8(acpi));
+    tables.pciDevices.append(pci);
+
+    const QString driver = linkName(fd, "driver");
+    if (driver.isEmpty() || isPassThroughStub(driver))
+        return;
+    QVariantMap accelerator;
+    accelerator.insert(QStringLiteral("IOPCIMatch"), QStringLiteral("0x%1%2")
+                                                          .arg(*device, 4, 16, QLatin1Char('0'))
+                                                          .arg(*vendor, 4, 16, QLatin1Char('0')));
+    accelerator.insert(QStringLiteral("IOClass"), driver);
+    accelerator.insert(QStringLiteral("pci-address"), address);
+    // Nothing else of a sleeping GPU is read: that would wake it.
+    const QByteArray runtimeStatus = readTrimmed(fd, "power/runtime_status");
+    accelerator.insert(QStringLiteral("runtime-status"), QString::fromLatin1(runtimeStatus));
+    if (isAsleep(runtimeStatus)) {
+        if (driver == QLatin1String("nvidia"))
+            pending.nvidiaAsleep = true;
+        tables.accelerators.append(accelerator);
+        return;
+    }
+
+    QVariantMap stats;
+    if (driver == QLatin1String("amdgpu")) {
+        if (const auto busy = readNumber(fd, "gpu_busy_percent"))
+            stats.insert(QStringLiteral("Device Utilization %"), qint64(*busy));
+        const auto vramTotal = readNumber(fd, "mem_info_vram_total");
+        const auto vramUsed = readNumber(fd, "mem_info_vram_used");
+        if (vramTotal && *vramTotal > 0)
+            accelerator.insert(QStringLiteral("VRAM,totalMB"), qint64(*vramTotal >> 20));
+        if (vramUsed)
+            stats.insert(QStringLiteral("vramUsedBytes"), qint64(*vramUsed));
+        if (vramTotal && vramUsed && *vramUsed <= *vramTotal)
+            stats.insert(QStringLiteral("vramFreeBytes"), qint64(*vramTotal - *vramUsed));
+        const auto gttTotal = readNumber(fd, "mem_info_gtt_total");
+        const auto gttUsed = readNumber(fd, "mem_info_gtt_used");
+        if (gttTotal)
+            stats.insert(QStringLiteral("gartSizeBytes"), qint64(*gttTotal));
+        if (gttUsed)
+            stats.insert(QStringLiteral("gartUsedBytes"), qint64(*gttUsed));
+        if (gttTotal && gttUsed && *gttUsed <= *gttTotal)
+            stats.insert(QStringLiteral("gartFreeBytes"), qint64(*gttTotal - *gttUsed));
+    } else if (driver == QLatin1String("i915") || driver == QLatin1String("xe")) {
+        if (const auto busy = intelBusyPercent(fd, address, dir, driver))
+            stats.insert(QStringLiteral("Device Utilization %"), *busy);
+    } else if (driver == QLatin1String("nvidia")) {
+        pending.nvidia.append({tables.accelerators.size(), address});
+    }
+    // Present even when empty: an awake GPU whose driver tells nothing has an
+    // unknown utilisation, not a utilisation of 0.
+    accelerator.insert(QStringLiteral("PerformanceStatistics"), stats);
+    tables.accelerators.append(accelerator);
+}
+
 PLVGPUSources::Tables PLVGPUSources::read()
 {
     Tables tables;
     const QString devicesDir = m_root.path(QStringLiteral("sys/bus/pci/devices"));
     const QStringList addresses = QDir(devicesDir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
 
-    struct PendingNVML {
-        qsizetype accelerator;
-        QString address;
-    };
-    QList<PendingNVML> nvidia;
-    bool nvidiaAsleep = false;
+    Pending pending;
 
+    const int devicesFd = ::open(QFile::encodeName(devicesDir).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (devicesFd < 0)
+        return tables;
     for (const QString &address : addresses) {
-        const QString dir = devicesDir + QLatin1Char('/') + address;
-        const auto pciClass = readNumber(dir + QStringLiteral("/class"), 16);
-        if (!pciClass || ((*pciClass >> 16) & 0xff) != 0x03)
+        const QByteArray name = QFile::encodeName(address);
+        const int fd = ::openat(devicesFd, name.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0)
             continue;
-        const auto vendor = readNumber(dir + QStringLiteral("/vendor"), 16);
-        const auto device = readNumber(dir + QStringLiteral("/device"), 16);
-        if (!vendor || !device)
-            continue;
-
-        QVariantMap pci;
-        pci.insert(QStringLiteral("vendor-id"), littleEndian32(quint32(*vendor)));
-        pci.insert(QStringLiteral("device-id"), littleEndian32(quint32(*device)));
-        pci.insert(QStringLiteral("model"), modelName(quint16(*vendor), quint16(*device)).toUtf8());
-        pci.insert(QStringLiteral("pci-address"), address);
-        const QByteArray acpi = readTrimmed(dir + QStringLiteral("/firmware_node/path"));
-        if (!acpi.isEmpty())
-            pci.insert(QStringLiteral("acpi-path"), QString::fromUtf8(acpi));
-        tables.pciDevices.append(pci);
-
-        const QString driver = linkName(dir + QStringLiteral("/driver"));
-        if (driver.isEmpty() || isPassThroughStub(driver))
-            continue;
-        QVariantMap accelerator;
-        accelerator.insert(QStringLiteral("IOPCIMatch"), QStringLiteral("0x%1%2")
-                                                              .arg(*device, 4, 16, QLatin1Char('0'))
-                                                              .arg(*vendor, 4, 16, QLatin1Char('0')));
-        accelerator.insert(QStringLiteral("IOClass"), driver);
-        accelerator.insert(QStringLiteral("pci-address"), address);
-        // Nothing else of a sleeping GPU is read: that would wake it.
-        const QByteArray runtimeStatus = readTrimmed(dir + QStringLiteral("/power/runtime_status"));
-        accelerator.insert(QStringLiteral("runtime-status"), QString::fromLatin1(runtimeStatus));
-        if (isAsleep(runtimeStatus)) {
-            if (driver == QLatin1String("nvidia"))
-                nvidiaAsleep = true;
-            tables.accelerators.append(accelerator);
-            continue;
-        }
-
-        QVariantMap stats;
-        if (driver == QLatin1String("amdgpu")) {
-            if (const auto busy = readNumber(dir + QStringLiteral("/gpu_busy_percent")))
-                stats.insert(QStringLiteral("Device Utilization %"), qint64(*busy));
-            const auto vramTotal = readNumber(dir + QStringLiteral("/mem_info_vram_total"));
-            const auto vramUsed = readNumber(dir + QStringLiteral("/mem_info_vram_used"));
-            if (vramTotal && *vramTotal > 0)
-                accelerator.insert(QStringLiteral("VRAM,totalMB"), qint64(*vramTotal >> 20));
-            if (vramUsed)
-                stats.insert(QStringLiteral("vramUsedBytes"), qint64(*vramUsed));
-            if (vramTotal && vramUsed && *vramUsed <= *vramTotal)
-                stats.insert(QStringLiteral("vramFreeBytes"), qint64(*vramTotal - *vramUsed));
-            const auto gttTotal = readNumber(dir + QStringLiteral("/mem_info_gtt_total"));
-            const auto gttUsed = readNumber(dir + QStringLiteral("/mem_info_gtt_used"));
-            if (gttTotal)
-                stats.insert(QStringLiteral("gartSizeBytes"), qint64(*gttTotal));
-            if (gttUsed)
-                stats.insert(QStringLiteral("gartUsedBytes"), qint64(*gttUsed));
-            if (gttTotal && gttUsed && *gttUsed <= *gttTotal)
-                stats.insert(QStringLiteral("gartFreeBytes"), qint64(*gttTotal - *gttUsed));
-        } else if (driver == QLatin1String("i915") || driver == QLatin1String("xe")) {
-            if (const auto busy = intelBusyPercent(address, dir, driver))
-                stats.insert(QStringLiteral("Device Utilization %"), *busy);
-        } else if (driver == QLatin1String("nvidia")) {
-            nvidia.append({tables.accelerators.size(), address});
-        }
-        // Present even when empty: an awake GPU whose driver tells nothing has an
-        // unknown utilisation, not a utilisation of 0.
-        accelerator.insert(QStringLiteral("PerformanceStatistics"), stats);
-        tables.accelerators.append(accelerator);
+        readDevice(fd, address, devicesDir + QLatin1Char('/') + address, tables, pending);
+        ::close(fd);
     }
+    ::close(devicesFd);
 
     // NVML: only for GPUs that are awake, and only when opening the library
     // leaves the sleeping ones alone.
-    if (!nvidia.isEmpty() && m_nvml && m_nvml->isAvailable() && (!nvidiaAsleep || m_nvml->canLeaveOtherGPUsAlone())) {
+    if (!pending.nvidia.isEmpty() && m_nvml && m_nvml->isAvailable()
+        && (!pending.nvidiaAsleep || m_nvml->canLeaveOtherGPUsAlone())) {
         QStringList busIds;
-        for (const PendingNVML &p : nvidia)
-            busIds << p.address;
+        for (const auto &[index, address] : pending.nvidia)
+            busIds << address;
         const auto results = m_nvml->query(busIds);
-        for (const PendingNVML &p : nvidia) {
-            const auto it = results.constFind(p.address);
+        for (const auto &[index, address] : pending.nvidia) {
+            const auto it = results.constFind(address);
             if (it == results.cend())
                 continue;
-            QVariantMap &accelerator = tables.accelerators[p.accelerator];
+            QVariantMap &accelerator = tables.accelerators[index];
             QVariantMap stats = accelerator.value(QStringLiteral("PerformanceStatistics")).toMap();
             if (it->utilization)
                 stats.insert(QStringLiteral("Device Utilization %"), qint64(*it->utilization));

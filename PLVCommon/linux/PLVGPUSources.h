@@ -63,7 +63,13 @@ private:
         double idleMs = 0;
         double at = 0;
     };
-    std::optional<qint64> intelBusyPercent(const QString &address, const QString &deviceDir, const QString &driver);
+    struct Pending {
+        QList<std::pair<qsizetype, QString>> nvidia; // accelerator index, PCI address
+        bool nvidiaAsleep = false;
+    };
+    void readDevice(int fd, const QString &address, const QString &dir, Tables &tables, Pending &pending);
+    std::optional<qint64> intelBusyPercent(int deviceFd, const QString &address, const QString &deviceDir,
+                                           const QString &driver);
 
     PLVSysRoot m_root;
     std::shared_ptr<PLVNVML> m_nvml;
