@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core
   python3 python3-psutil procps
+  xvfb
 )
 
 missing=()
