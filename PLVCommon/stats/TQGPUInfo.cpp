@@ -19,6 +19,7 @@ TQGPUInfo::~TQGPUInfo() = default;
 QVariantMap TQGPUInfo::gpuCoresInformation()
 {
     if (m_sources) {
+        QMutexLocker refreshing(&m_refreshMutex);
         const PLVGPUSources::Tables tables = m_sources->read();
         refreshWithTables(tables.pciDevices, tables.accelerators);
     }

@@ -40,6 +40,7 @@ public:
 
 private:
     std::shared_ptr<PLVGPUSources> m_sources;
+    QMutex m_refreshMutex; // updates of overlapping ticks take turns: the sources keep rate history
     mutable QMutex m_mutex;
     QVariantMap m_gpuData;
     quint64 m_numGPUs = 0;

@@ -84,7 +84,9 @@ struct TQProcessTable::Entry {
     qint32 pid = 0;
     int statFd = -1;
     quint64 startTicks = 0;
-    quint64 cpuTicks = 0; // at the previous refresh
+    // CPU ticks at the last two baselines; 0 for a process that did not exist yet.
+    quint64 baseTicks = 0;
+    quint64 olderBaseTicks = 0;
     QByteArray comm;
     TQProcessSample sample;
 };
@@ -188,7 +190,13 @@ bool TQProcessTable::readEntry(Entry &entry, bool isNew)
                 return false;
             }
             entry.startTicks = stat.startTime;
-            entry.cpuTicks = 0;
+            entry.baseTicks = entry.olderBaseTicks = 0;
+        }
+        if (!isNew) {
+            // Renamed: make sure the directory opened now is still the same process.
+            PLVProcStat again;
+            if (!dir.readStat(again) || again.startTime != entry.startTicks)
+                return false;
         }
         // The name comes from the same directory, so it belongs to the same process.
         const QByteArray exe = stat.isKernelThread() ? QByteArray() : dir.executablePath();
@@ -212,13 +220,16 @@ bool TQProcessTable::readEntry(Entry &entry, bool isNew)
     s.state = stat.state;
     s.isKernelThread = stat.isKernelThread();
     if (m_interval > 0.0) {
-        // A process new since the last refresh spent all its CPU time in the interval.
-        const quint64 previous = isNew ? 0 : entry.cpuTicks;
-        s.cpuShare = ticks > previous ? double(ticks - previous) / hz / m_interval : 0.0;
+        // A process new since the baseline spent all its CPU time in the window.
+        const quint64 base = m_measureFromOlderBase ? entry.olderBaseTicks : entry.baseTicks;
+        s.cpuShare = ticks > base ? double(ticks - base) / hz / m_interval : 0.0;
     } else {
         s.cpuShare = 0.0;
     }
-    entry.cpuTicks = ticks;
+    if (m_advanceBase) {
+        entry.olderBaseTicks = entry.baseTicks;
+        entry.baseTicks = ticks;
+    }
     return true;
 }
 
@@ -234,9 +245,18 @@ bool TQProcessTable::refresh()
         return false;
     }
 
+    // Shares are measured over at least minimumWindow seconds: a refresh soon
+    // after the last baseline (an extra tick when a window opens) measures from
+    // the baseline before, so that 10 ms clock ticks do not make shares jump.
     const double now = monotonicSeconds();
-    m_interval = m_refreshes > 0 ? now - m_lastRefresh : 0.0;
-    m_lastRefresh = now;
+    const bool recent = m_refreshes > 0 && now - m_baseTime < minimumWindow;
+    m_measureFromOlderBase = recent && m_olderBaseTime >= 0.0;
+    m_advanceBase = m_refreshes == 0 || !recent;
+    m_interval = m_refreshes > 0 ? now - (m_measureFromOlderBase ? m_olderBaseTime : m_baseTime) : 0.0;
+    if (m_advanceBase) {
+        m_olderBaseTime = m_refreshes > 0 ? m_baseTime : -1.0;
+        m_baseTime = now;
+    }
     m_bootInstant = PLVProcessReader::bootInstant(m_root);
     ++m_refreshes;
 

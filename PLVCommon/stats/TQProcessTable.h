@@ -17,7 +17,7 @@ struct TQProcessSample {
     quint64 residentSize = 0; // bytes
     quint64 virtualSize = 0;  // bytes
     double cpuTime = 0.0;     // user + system seconds since the start
-    // CPU seconds per second over the last interval (1.0 = one core busy).
+    // CPU seconds per second over the table's interval() (1.0 = one core busy).
     // 0 on the first refresh; for a process that started during the interval,
     // all of its CPU time counts in it.
     double cpuShare = 0.0;
@@ -63,8 +63,11 @@ public:
     const TQProcessSample *processForPid(qint32 pid) const;
     int processCount() const { return int(m_samples.size()); }
     qint64 threadCount() const;
-    // Seconds between the last two refreshes; 0 after the first.
+    // Seconds over which the last refresh measured CPU shares: since the refresh
+    // before, or since the one before that when the last came less than
+    // minimumWindow ago. 0 after the first refresh.
     double interval() const { return m_interval; }
+    static constexpr double minimumWindow = 0.5;
     int refreshCount() const { return m_refreshes; }
 
     // The `count` processes with the highest CPU share / resident size, highest
@@ -95,7 +98,10 @@ private:
     std::vector<TQProcessSample> m_samples; // ascending pid, parallel to m_entries
     std::vector<qint32> m_listing;
     double m_bootInstant = 0.0;
-    double m_lastRefresh = 0.0;            // CLOCK_MONOTONIC seconds
+    double m_baseTime = 0.0;               // CLOCK_MONOTONIC seconds of the last baseline
+    double m_olderBaseTime = -1.0;         // the one before; negative when none
+    bool m_measureFromOlderBase = false;
+    bool m_advanceBase = true;
     double m_interval = 0.0;
     int m_refreshes = 0;
     int m_maxOpenFiles = 0;

@@ -40,8 +40,12 @@ std::optional<qint64> numberFrom(const QVariantMap &table, const QString &key)
     case QMetaType::UChar:
         return it->toLongLong();
     case QMetaType::Double:
-    case QMetaType::Float:
-        return qint64(it->toDouble()); // truncated toward zero
+    case QMetaType::Float: {
+        const double d = it->toDouble(); // truncated toward zero
+        if (!(d > -9.2e18 && d < 9.2e18))
+            return std::nullopt;
+        return qint64(d);
+    }
     default:
         return std::nullopt;
     }

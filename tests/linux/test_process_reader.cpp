@@ -74,56 +74,6 @@ TEST(ProcReader, ListsOnlyNumericDirectoriesThatFitAPid)
     EXPECT_TRUE(std::is_sorted(live->begin(), live->end()));
 }
 
-TEST(ProcReader, ReadsThroughOnePidDirectory)
-{
-    const PLVSysRoot root = fixtureRoot();
-    PLVProcessReader::PidDir app(root, 100);
-    ASSERT_TRUE(app.isOpen());
-    PLVProcStat s;
-    ASSERT_TRUE(app.readStat(s));
-    EXPECT_EQ(s.comm, QByteArray("fakeapp"));
-    quint64 size = 0, resident = 0;
-    ASSERT_TRUE(app.readStatm(size, resident));
-    EXPECT_EQ(resident, 25000u);
-    EXPECT_EQ(app.executablePath(), QByteArray("/opt/fakeapp/bin/fakeapp"));
-    EXPECT_EQ(app.readLink("cwd"), QByteArray("/home/ann/work"));
-    EXPECT_EQ(app.footprint(), std::optional<quint64>((1000 + 20000 + 500) * 1024ULL));
-    // Summed over the threads, not only the main thread's status.
-    EXPECT_EQ(app.voluntaryContextSwitches(), std::optional<quint64>(42));
-
-    // A replaced executable keeps its name without the kernel's mark.
-    EXPECT_EQ(PLVProcessReader::PidDir(root, 107).executablePath(), QByteArray("/usr/bin/updated-tool"));
-
-    // Missing files and pids give nothing, not zeros dressed up as data.
-    PLVProcessReader::PidDir vanished(root, 104);
-    EXPECT_TRUE(vanished.isOpen());
-    EXPECT_FALSE(vanished.readStat(s));
-    EXPECT_FALSE(vanished.readStatm(size, resident));
-    EXPECT_TRUE(vanished.readLink("exe").isNull());
-    EXPECT_FALSE(vanished.footprint().has_value());
-    EXPECT_FALSE(vanished.voluntaryContextSwitches().has_value());
-    EXPECT_FALSE(PLVProcessReader::PidDir(root, 999).isOpen());
-    EXPECT_FALSE(PLVProcessReader::PidDir(root, 0).isOpen());
-    EXPECT_FALSE(PLVProcessReader::PidDir(root, -1).isOpen());
-
-    EXPECT_EQ(PLVProcessReader::bootInstant(root), 1700000000.0);
-}
-
-TEST(ProcReader, LiveSelfAgreesWithTheProcess)
-{
-    const PLVProcessReader::PidDir self{PLVSysRoot(), qint32(getpid())};
-    PLVProcStat s;
-    ASSERT_TRUE(self.readStat(s));
-    EXPECT_EQ(s.ppid, qint32(getppid()));
-    EXPECT_GE(s.numThreads, 1);
-    EXPECT_GT(s.residentPages, 0);
-    EXPECT_EQ(self.owner(), std::optional<uid_t>(geteuid()));
-    const auto footprint = self.footprint();
-    ASSERT_TRUE(footprint.has_value());
-    EXPECT_GT(*footprint, 0u);
-    EXPECT_LE(*footprint, quint64(s.residentPages) * quint64(PLVProcessReader::pageSize()) * 4);
-}
-
 // --- desktop entries ---------------------------------------------------------
 
 TEST(DesktopEntries, ExecIsSplitLikeALauncherWould)

@@ -141,6 +141,29 @@ TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuse)
     EXPECT_EQ(pidsOf(table.topByCPUShare()), (QList<qint32>{100, 102, 300}));
 }
 
+TEST(ProcessTableFixture, AQuickExtraRefreshMeasuresOverTheLongerWindow)
+{
+    proctest::FixtureCopy copy;
+    ASSERT_TRUE(copy.isValid());
+    TQProcessTable table(copy.root());
+    ASSERT_TRUE(table.refresh());
+    QThread::msleep(600);
+    const quint64 start = 400; // fakeapp's 300 user + 100 system ticks
+    const quint64 busy = start + quint64(0.6 * hz());
+    setStat(copy, 100, "fakeapp", busy, 50000);
+    ASSERT_TRUE(table.refresh());
+    EXPECT_GE(table.interval(), TQProcessTable::minimumWindow);
+
+    // A few milliseconds later, one more clock tick: measured from the first
+    // refresh, not as one tick in a few milliseconds.
+    setStat(copy, 100, "fakeapp", busy + 1, 50000);
+    ASSERT_TRUE(table.refresh());
+    const double window = table.interval();
+    EXPECT_GE(window, 0.6);
+    EXPECT_NEAR(table.processForPid(100)->cpuShare, double(busy + 1 - start) / hz() / window, 1e-9);
+    EXPECT_LT(table.processForPid(100)->cpuShare, 1.5);
+}
+
 TEST(ProcessTableFixture, LimitedDescriptorsGiveTheSameTable)
 {
     proctest::FixtureCopy copy;
