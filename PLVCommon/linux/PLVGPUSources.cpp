@@ -104,7 +104,9 @@ QString PLVGPUSources::modelName(quint16 vendor, quint16 device)
         return it.value();
     if (!pci) {
         // Only the name lookup is used, which needs no access method (pci_init
-        // would give up on machines without one); the ids file is libpci's default.
+        // would give up on machines without one). Names come from libpci's
+        // default ids file alone: udev's hwdb copy of it is skipped, which also
+        // keeps libudev out of the process.
         pci = pci_alloc();
         if (pci) {
             pci->error = pciError;
@@ -115,9 +117,9 @@ QString PLVGPUSources::modelName(quint16 vendor, quint16 device)
     QString deviceName, vendorName;
     if (pci) {
         char buf[512];
-        if (const char *d = pci_lookup_name(pci, buf, sizeof buf, PCI_LOOKUP_DEVICE | PCI_LOOKUP_NO_NUMBERS, vendor, device))
+        if (const char *d = pci_lookup_name(pci, buf, sizeof buf, PCI_LOOKUP_DEVICE | PCI_LOOKUP_NO_NUMBERS | PCI_LOOKUP_NO_HWDB, vendor, device))
             deviceName = QString::fromUtf8(d);
-        if (const char *v = pci_lookup_name(pci, buf, sizeof buf, PCI_LOOKUP_VENDOR | PCI_LOOKUP_NO_NUMBERS, vendor))
+        if (const char *v = pci_lookup_name(pci, buf, sizeof buf, PCI_LOOKUP_VENDOR | PCI_LOOKUP_NO_NUMBERS | PCI_LOOKUP_NO_HWDB, vendor))
             vendorName = QString::fromUtf8(v);
     }
     const QString ids = QStringLiteral("[%1:%2]").arg(vendor, 4, 16, QLatin1Char('0')).arg(device, 4, 16, QLatin1Char('0'));

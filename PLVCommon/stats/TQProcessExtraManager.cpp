@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QMetaMethod>
 #include <QMutex>
+#include <QPointer>
 #include <QThread>
 #include <QVariant>
 
@@ -21,18 +22,22 @@ QObject *companion()
     if (!mo)
         return nullptr;
     static QMutex mutex;
-    static QHash<const QMetaObject *, QObject *> instances; // one per class, kept for the process's life
+    static QHash<const QMetaObject *, QPointer<QObject>> instances; // one per class
     QMutexLocker lock(&mutex);
-    auto it = instances.find(mo);
-    if (it == instances.end()) {
+    QPointer<QObject> &slot = instances[mo];
+    if (!slot) {
         QObject *object = PLVClassRegistry::createInstance(mo);
         // Calls come from any thread; the instance belongs to the main thread
-        // rather than to whichever worker happened to ask first.
-        if (object && QCoreApplication::instance() && object->thread() != QCoreApplication::instance()->thread())
-            object->moveToThread(QCoreApplication::instance()->thread());
-        it = instances.insert(mo, object);
+        // rather than to whichever worker happened to ask first, and lives as
+        // long as the application.
+        if (QCoreApplication *app = QCoreApplication::instance(); object && app) {
+            if (object->thread() != app->thread())
+                object->moveToThread(app->thread());
+            object->setParent(app);
+        }
+        slot = object;
     }
-    return it.value();
+    return slot.data();
 }
 
 // Calls the companion's invokable method `name` with the arguments converted to

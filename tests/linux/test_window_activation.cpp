@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QThread>
@@ -114,6 +115,7 @@ TEST(WindowActivation, X11AsksTheWindowManagerToActivateTheTopmostWindowOfThePid
                                          QStringLiteral("640x480x24")});
     if (xvfb.address().isEmpty())
         GTEST_SKIP() << "Xvfb is not installed";
+    ASSERT_TRUE(plvtest::waitUntil([&] { return QFileInfo::exists(QStringLiteral("/tmp/.X11-unix/X") + xvfb.address()); }));
     const QByteArray display = ":" + xvfb.address().toLatin1();
     plvtest::ScopedEnv displayEnv("DISPLAY", display);
     plvtest::ScopedEnv noBus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
