@@ -1,0 +1,78 @@
+#pragma once
+#include "PLVCommon/linux/PLVNVML.h"
+#include "PLVCommon/linux/PLVSysFile.h"
+
+#include <QHash>
+#include <QList>
+#include <QVariantMap>
+
+#include <functional>
+#include <memory>
+
+// The two property tables the GPU statistics pair up, read from sysfs.
+//
+// PCI devices: every display controller (PCI class 0x03xxxx) under
+// <root>/sys/bus/pci/devices, in address order:
+//   "vendor-id", "device-id"  4-byte little-endian data
+//   "model"                   UTF-8 data: libpci's device name, else a
+//                             description built from the ids
+//   "acpi-path"               firmware_node/path, when the firmware has one
+//   "pci-address"             "0000:03:00.0"
+//
+// Accelerators: one per display controller bound to a GPU driver (not to a
+// pass-through stub such as vfio-pci), in the same order:
+//   "IOPCIMatch"              "0x<device><vendor>", 4 hex digits each
+//   "IOClass"                 the driver's name
+//   "pci-address", "runtime-status" (power/runtime_status as read)
+//   "VRAM,totalMB"            when the driver reports its video memory
+//   "PerformanceStatistics"   what the driver tells without privileges:
+//       amdgpu  gpu_busy_percent -> "Device Utilization %";
+//               mem_info_vram_used/total -> "vramUsedBytes", "vramFreeBytes";
+//               mem_info_gtt_* -> "gartSizeBytes", "gartUsedBytes", "gartFreeBytes"
+//       nvidia  NVML utilisation and memory -> the same keys
+//       i915/xe the share of time the GPU was out of its idle state (RC6 or
+//               gtidle residency) since the previous read -> "Device Utilization %"
+//
+// The statistics table of an awake GPU is there even when empty, so that a
+// utilisation nobody measured stays unknown instead of becoming 0. A GPU whose
+// runtime power state is "suspended" (or "suspending") is not touched beyond
+// that file: reading statistics, or opening it through NVML, would wake it up.
+// Its accelerator has no statistics table, which makes its utilisation 0.
+class PLVGPUSources
+{
+public:
+    explicit PLVGPUSources(const PLVSysRoot &root = PLVSysRoot(),
+                           std::shared_ptr<PLVNVML> nvml = PLVNVML::system());
+
+    struct Tables {
+        QList<QVariantMap> pciDevices;
+        QList<QVariantMap> accelerators;
+    };
+    // One scan of sysfs (and one NVML session when an NVIDIA GPU is awake).
+    Tables read();
+
+    // libpci's name for the device, else "<vendor> device [vvvv:dddd]", else
+    // "Display controller [vvvv:dddd]".
+    static QString modelName(quint16 vendor, quint16 device);
+
+    // The clock of the residency rates, in milliseconds (monotonic); tests set their own.
+    void setClock(std::function<double()> milliseconds) { m_clock = std::move(milliseconds); }
+
+private:
+    struct Residency {
+        double idleMs = 0;
+        double at = 0;
+    };
+    struct Pending {
+        QList<std::pair<qsizetype, QString>> nvidia; // accelerator index, PCI address
+        bool nvidiaAsleep = false;
+    };
+    void readDevice(int fd, const QString &address, const QString &dir, Tables &tables, Pending &pending);
+    std::optional<qint64> intelBusyPercent(int deviceFd, const QString &address, const QString &deviceDir,
+                                           const QString &driver);
+
+    PLVSysRoot m_root;
+    std::shared_ptr<PLVNVML> m_nvml;
+    std::function<double()> m_clock;
+    QHash<QString, Residency> m_residency; // by PCI address
+};

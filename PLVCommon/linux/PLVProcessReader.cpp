@@ -1,0 +1,295 @@
+#include "PLVCommon/linux/PLVProcessReader.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace PLVProcessReader {
+
+namespace {
+
+bool isAllDigits(const char *name)
+{
+    if (!name || !*name)
+        return false;
+    for (const char *p = name; *p; ++p)
+        if (*p < '0' || *p > '9')
+            return false;
+    return true;
+}
+
+// Decimal pid text; pids above INT32_MAX are not pids.
+std::optional<qint32> pidFromName(const char *name)
+{
+    if (!isAllDigits(name) || std::strlen(name) > 10)
+        return std::nullopt;
+    const long long v = std::atoll(name);
+    if (v > 0x7fffffffLL)
+        return std::nullopt;
+    return qint32(v);
+}
+
+// Sum of the "<key>   N kB" lines of a /proc status-like text whose key is listed.
+template <size_t N>
+std::optional<quint64> sumKiBLines(const QByteArray &text, const char *const (&keys)[N])
+{
+    bool any = false;
+    quint64 total = 0;
+    for (const QByteArray &line : text.split('\n')) {
+        for (const char *key : keys) {
+            const size_t klen = std::strlen(key);
+            if (size_t(line.size()) > klen && std::memcmp(line.constData(), key, klen) == 0
+                && line.at(qsizetype(klen)) == ':') {
+                const char *p = line.constData() + klen + 1;
+                unsigned long long v = 0;
+                if (PLVSysFile::parseU64(p, line.constData() + line.size(), v)) {
+                    total += v * 1024;
+                    any = true;
+                }
+            }
+        }
+    }
+    return any ? std::optional<quint64>(total) : std::nullopt;
+}
+
+QByteArray readAllAt(int dirfd, const char *path, size_t cap)
+{
+    QByteArray buf(qsizetype(cap), Qt::Uninitialized);
+    const ssize_t n = PLVSysFile::readAt(dirfd, path, buf.data(), cap);
+    if (n < 0)
+        return {};
+    buf.truncate(qsizetype(n));
+    return buf;
+}
+
+std::optional<quint64> voluntarySwitchesIn(const QByteArray &status)
+{
+    static const char *const key = "voluntary_ctxt_switches:";
+    const qsizetype at = status.indexOf(key);
+    if (at < 0 || (at > 0 && status.at(at - 1) != '\n'))
+        return std::nullopt;
+    const char *p = status.constData() + at + qsizetype(std::strlen(key));
+    unsigned long long v = 0;
+    if (!PLVSysFile::parseU64(p, status.constData() + status.size(), v))
+        return std::nullopt;
+    return quint64(v);
+}
+
+} // namespace
+
+bool parseStat(const char *text, size_t length, PLVProcStat &out)
+{
+    if (!text || length == 0)
+        return false;
+    const char *begin = text;
+    const char *end = text + length;
+    const char *open = static_cast<const char *>(std::memchr(begin, '(', length));
+    if (!open)
+        return false;
+    // The last ")" closes the name: nothing after the name can contain one.
+    const char *close = nullptr;
+    for (const char *p = end; p > open + 1;) {
+        --p;
+        if (*p == ')') {
+            close = p;
+            break;
+        }
+    }
+    if (!close)
+        return false;
+
+    PLVProcStat s;
+    s.comm = QByteArray(open + 1, close - open - 1);
+    const char *p = close + 1;
+    while (p < end && *p == ' ')
+        ++p;
+    if (p >= end)
+        return false;
+    s.state = *p++;
+
+    // Fields 4 (ppid) to 24 (rss), 1-based as in proc(5).
+    long long f[25] = {};
+    for (int field = 4; field <= 24; ++field) {
+        if (!PLVSysFile::parseI64(p, end, f[field]))
+            return false; // every field up to rss is required
+    }
+    s.ppid = qint32(f[4]);
+    s.flags = quint32(f[9]);
+    s.utime = quint64(f[14] < 0 ? 0 : f[14]);
+    s.stime = quint64(f[15] < 0 ? 0 : f[15]);
+    s.numThreads = f[20];
+    s.startTime = quint64(f[22] < 0 ? 0 : f[22]);
+    s.virtualSize = quint64(f[23] < 0 ? 0 : f[23]);
+    s.residentPages = f[24];
+    out = std::move(s);
+    return true;
+}
+
+std::optional<QList<qint32>> listPids(const PLVSysRoot &root)
+{
+    const QByteArray proc = root.nativePath("proc");
+    DIR *dir = ::opendir(proc.constData());
+    if (!dir)
+        return std::nullopt;
+    QList<qint32> pids;
+    pids.reserve(512);
+    while (dirent *e = ::readdir(dir)) {
+        if (e->d_type != DT_DIR && e->d_type != DT_UNKNOWN)
+            continue;
+        if (const auto pid = pidFromName(e->d_name))
+            pids.append(*pid);
+    }
+    ::closedir(dir);
+    return pids;
+}
+
+double bootInstant(const PLVSysRoot &root)
+{
+    if (root.isLive())
+        return PLVLinuxClock::bootInstant();
+    const QByteArray stat = PLVSysFile::read(root.path(QStringLiteral("proc/stat")));
+    for (const QByteArray &line : stat.split('\n')) {
+        if (line.startsWith("btime ")) {
+            const char *p = line.constData() + 6;
+            unsigned long long v = 0;
+            if (PLVSysFile::parseU64(p, line.constData() + line.size(), v))
+                return double(v);
+        }
+    }
+    return 0.0;
+}
+
+long pageSize()
+{
+    static const long size = [] {
+        const long s = sysconf(_SC_PAGESIZE);
+        return s > 0 ? s : 4096L;
+    }();
+    return size;
+}
+
+PidDir::PidDir(const PLVSysRoot &root, qint32 pid)
+{
+    if (pid <= 0)
+        return;
+    char rel[32];
+    std::snprintf(rel, sizeof rel, "proc/%d", pid);
+    m_fd = ::open(root.nativePath(rel).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+PidDir::PidDir(int procFd, qint32 pid)
+{
+    if (pid <= 0 || procFd < 0)
+        return;
+    char rel[16];
+    std::snprintf(rel, sizeof rel, "%d", pid);
+    m_fd = ::openat(procFd, rel, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+PidDir::~PidDir()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool PidDir::readStat(PLVProcStat &out) const
+{
+    if (m_fd < 0)
+        return false;
+    char buf[1024];
+    const ssize_t n = PLVSysFile::readAt(m_fd, "stat", buf, sizeof buf);
+    return n > 0 && parseStat(buf, size_t(n), out);
+}
+
+bool PidDir::readStatm(quint64 &sizePages, quint64 &residentPages) const
+{
+    if (m_fd < 0)
+        return false;
+    char buf[256];
+    const ssize_t n = PLVSysFile::readAt(m_fd, "statm", buf, sizeof buf);
+    if (n <= 0)
+        return false;
+    const char *p = buf;
+    unsigned long long size = 0, resident = 0;
+    if (!PLVSysFile::parseU64(p, buf + n, size) || !PLVSysFile::parseU64(p, buf + n, resident))
+        return false;
+    sizePages = size;
+    residentPages = resident;
+    return true;
+}
+
+QByteArray PidDir::readLink(const char *name) const
+{
+    if (m_fd < 0)
+        return {};
+    char buf[4096];
+    const ssize_t n = ::readlinkat(m_fd, name, buf, sizeof buf);
+    if (n <= 0 || size_t(n) >= sizeof buf) // truncated paths are no paths
+        return {};
+    return QByteArray(buf, qsizetype(n));
+}
+
+QByteArray PidDir::executablePath() const
+{
+    QByteArray path = readLink("exe");
+    static const char deleted[] = " (deleted)";
+    if (path.endsWith(deleted))
+        path.chop(qsizetype(sizeof deleted - 1));
+    return path;
+}
+
+std::optional<quint64> PidDir::footprint() const
+{
+    if (m_fd < 0)
+        return std::nullopt;
+    const QByteArray text = readAllAt(m_fd, "smaps_rollup", 8192);
+    if (text.isEmpty())
+        return std::nullopt;
+    static const char *const keys[] = {"Private_Clean", "Private_Dirty", "Swap"};
+    return sumKiBLines(text, keys);
+}
+
+std::optional<quint64> PidDir::voluntaryContextSwitches() const
+{
+    if (m_fd < 0)
+        return std::nullopt;
+    const int taskFd = ::openat(m_fd, "task", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (taskFd >= 0) {
+        DIR *dir = ::fdopendir(taskFd);
+        if (!dir) {
+            ::close(taskFd);
+        } else {
+            bool any = false;
+            quint64 total = 0;
+            while (dirent *e = ::readdir(dir)) {
+                if (!isAllDigits(e->d_name))
+                    continue;
+                char rel[sizeof e->d_name + 8];
+                std::snprintf(rel, sizeof rel, "%s/status", e->d_name);
+                if (const auto v = voluntarySwitchesIn(readAllAt(::dirfd(dir), rel, 4096))) {
+                    total += *v;
+                    any = true;
+                }
+            }
+            ::closedir(dir);
+            if (any)
+                return total;
+        }
+    }
+    return voluntarySwitchesIn(readAllAt(m_fd, "status", 4096));
+}
+
+std::optional<uid_t> PidDir::owner() const
+{
+    struct stat st{};
+    if (m_fd < 0 || ::fstat(m_fd, &st) != 0)
+        return std::nullopt;
+    return st.st_uid;
+}
+
+} // namespace PLVProcessReader

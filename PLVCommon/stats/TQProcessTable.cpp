@@ -1,0 +1,368 @@
+#include "PLVCommon/stats/TQProcessTable.h"
+
+#include "PLVCommon/linux/PLVProcessReader.h"
+
+#include <QFile>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+using PLVProcessReader::PidDir;
+
+namespace {
+
+double monotonicSeconds()
+{
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
+}
+
+// Half the soft limit, and at most 1024: each held /proc file also pins a
+// page-sized kernel buffer.
+int defaultMaxOpenFiles()
+{
+    rlimit lim{};
+    if (getrlimit(RLIMIT_NOFILE, &lim) != 0 || lim.rlim_cur == RLIM_INFINITY)
+        return 1024;
+    return int(std::min<rlim_t>(lim.rlim_cur / 2, 1024));
+}
+
+// Numeric entries of an open /proc, read from its start again.
+bool listPids(int procFd, std::vector<qint32> &out)
+{
+    out.clear();
+    if (lseek(procFd, 0, SEEK_SET) != 0)
+        return false;
+    alignas(8) char buf[32768];
+    for (;;) {
+        const long n = syscall(SYS_getdents64, procFd, buf, sizeof buf);
+        if (n < 0)
+            return false;
+        if (n == 0)
+            break;
+        for (long off = 0; off < n;) {
+            // glibc's dirent64 has the layout of the kernel's linux_dirent64.
+            const auto *d = reinterpret_cast<const struct dirent64 *>(buf + off);
+            off += d->d_reclen;
+            if (d->d_type != DT_DIR && d->d_type != DT_UNKNOWN)
+                continue;
+            const char *p = d->d_name;
+            if (*p < '1' || *p > '9')
+                continue;
+            long long v = 0;
+            for (; *p >= '0' && *p <= '9' && v <= 0x7fffffffLL; ++p)
+                v = v * 10 + (*p - '0');
+            if (*p == '\0' && v <= 0x7fffffffLL)
+                out.push_back(qint32(v));
+        }
+    }
+    if (!std::is_sorted(out.begin(), out.end())) // live /proc is sorted; fixture folders are not
+        std::sort(out.begin(), out.end());
+    return true;
+}
+
+QString nameFromExecutable(const QByteArray &path)
+{
+    const qsizetype slash = path.lastIndexOf('/');
+    return QFile::decodeName(slash >= 0 ? path.mid(slash + 1) : path);
+}
+
+} // namespace
+
+struct TQProcessTable::Entry {
+    qint32 pid = 0;
+    int statFd = -1;
+    quint64 startTicks = 0;
+    // CPU ticks at the last two baselines; 0 for a process that did not exist yet.
+    quint64 baseTicks = 0;
+    quint64 olderBaseTicks = 0;
+    QByteArray comm;
+    TQProcessSample sample;
+};
+
+QDateTime TQProcessSample::startDate() const
+{
+    return QDateTime::fromSecsSinceEpoch(qint64(std::floor(startTime)), Qt::UTC);
+}
+
+QVariantMap TQProcessSample::dictionary() const
+{
+    return {
+        {QStringLiteral("pid"), pid},
+        {QStringLiteral("parentPid"), parentPid},
+        {QStringLiteral("name"), name},
+        {QStringLiteral("residentSize"), residentSize},
+        {QStringLiteral("cpuTime"), cpuTime},
+        {QStringLiteral("cpuShare"), cpuShare},
+        {QStringLiteral("threadCount"), threadCount},
+        {QStringLiteral("startDate"), startDate()},
+    };
+}
+
+TQProcessTable::TQProcessTable(const PLVSysRoot &root) : m_root(root), m_maxOpenFiles(defaultMaxOpenFiles())
+{
+    m_procFd = ::open(m_root.nativePath("proc").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+TQProcessTable::~TQProcessTable()
+{
+    for (Entry &e : m_entries)
+        closeEntry(e);
+    if (m_procFd >= 0)
+        ::close(m_procFd);
+}
+
+void TQProcessTable::setMaxOpenFiles(int count)
+{
+    m_maxOpenFiles = std::max(0, count);
+    // Release what is over the new limit; those processes are opened per refresh from now on.
+    for (auto it = m_entries.rbegin(); it != m_entries.rend() && m_openFiles > m_maxOpenFiles; ++it)
+        closeEntry(*it);
+}
+
+void TQProcessTable::closeEntry(Entry &entry)
+{
+    if (entry.statFd >= 0) {
+        ::close(entry.statFd);
+        entry.statFd = -1;
+        --m_openFiles;
+    }
+}
+
+// Reads one process. A new entry (or one whose pid was reused) is opened through
+// its /proc/PID directory, which also gives the executable's name; a known one
+// re-reads its held stat file.
+bool TQProcessTable::readEntry(Entry &entry, bool isNew)
+{
+    char buf[1024];
+    ssize_t n = -1;
+    if (!isNew) {
+        if (entry.statFd >= 0) {
+            do {
+                n = ::pread(entry.statFd, buf, sizeof buf - 1, 0);
+            } while (n < 0 && errno == EINTR);
+        } else {
+            char rel[32];
+            std::snprintf(rel, sizeof rel, "%d/stat", entry.pid);
+            n = PLVSysFile::readAt(m_procFd, rel, buf, sizeof buf);
+        }
+        if (n <= 0)
+            return false; // ended: a held file of a dead process reads ESRCH
+    }
+
+    PLVProcStat stat;
+    bool parsed = n > 0 && PLVProcessReader::parseStat(buf, size_t(n), stat);
+    if (parsed && stat.startTime != entry.startTicks)
+        isNew = true; // the pid belongs to another process now
+    if (!isNew && !parsed)
+        return false;
+
+    const bool renamed = !isNew && stat.comm != entry.comm;
+    if (isNew || renamed) {
+        const PidDir dir(m_procFd, entry.pid);
+        if (!dir.isOpen())
+            return false;
+        if (isNew) {
+            closeEntry(entry);
+            if (m_openFiles < m_maxOpenFiles) {
+                entry.statFd = ::openat(dir.fd(), "stat", O_RDONLY | O_CLOEXEC);
+                if (entry.statFd >= 0)
+                    ++m_openFiles;
+            }
+            if (entry.statFd >= 0) {
+                n = ::pread(entry.statFd, buf, sizeof buf - 1, 0);
+            } else {
+                n = PLVSysFile::readAt(dir.fd(), "stat", buf, sizeof buf);
+            }
+            if (n <= 0 || !PLVProcessReader::parseStat(buf, size_t(n), stat)) {
+                closeEntry(entry);
+                return false;
+            }
+            entry.startTicks = stat.startTime;
+            entry.baseTicks = entry.olderBaseTicks = 0;
+        }
+        if (!isNew) {
+            // Renamed: make sure the directory opened now is still the same process.
+            PLVProcStat again;
+            if (!dir.readStat(again) || again.startTime != entry.startTicks)
+                return false;
+        }
+        // The name comes from the same directory, so it belongs to the same process.
+        const QByteArray exe = stat.isKernelThread() ? QByteArray() : dir.executablePath();
+        QString name = exe.isEmpty() ? QString() : nameFromExecutable(exe);
+        if (name.isEmpty())
+            name = QString::fromUtf8(stat.comm);
+        entry.sample.name = name.isNull() ? QStringLiteral("") : name;
+        entry.comm = stat.comm;
+    }
+
+    const double hz = double(PLVLinuxClock::clockTicksPerSecond());
+    const quint64 ticks = stat.utime + stat.stime;
+    TQProcessSample &s = entry.sample;
+    s.pid = entry.pid;
+    s.parentPid = stat.ppid > -2 ? stat.ppid : -1;
+    s.residentSize = stat.residentPages > 0 ? quint64(stat.residentPages) * quint64(PLVProcessReader::pageSize()) : 0;
+    s.virtualSize = stat.virtualSize;
+    s.cpuTime = double(ticks) / hz;
+    s.threadCount = int(std::clamp<qint64>(stat.numThreads, 0, std::numeric_limits<int>::max()));
+    s.startTime = m_bootInstant + double(stat.startTime) / hz;
+    s.state = stat.state;
+    s.isKernelThread = stat.isKernelThread();
+    if (m_interval > 0.0) {
+        // A process new since the baseline spent all its CPU time in the window.
+        const quint64 base = m_measureFromOlderBase ? entry.olderBaseTicks : entry.baseTicks;
+        s.cpuShare = ticks > base ? double(ticks - base) / hz / m_interval : 0.0;
+    } else {
+        s.cpuShare = 0.0;
+    }
+    if (m_advanceBase) {
+        entry.olderBaseTicks = entry.baseTicks;
+        entry.baseTicks = ticks;
+    }
+    return true;
+}
+
+bool TQProcessTable::refresh()
+{
+    if (m_procFd < 0)
+        m_procFd = ::open(m_root.nativePath("proc").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (m_procFd < 0 || !listPids(m_procFd, m_listing)) {
+        for (Entry &e : m_entries)
+            closeEntry(e);
+        m_entries.clear();
+        m_samples.clear();
+        return false;
+    }
+
+    // Shares are measured over at least minimumWindow seconds: a refresh soon
+    // after the last baseline (an extra tick when a window opens) measures from
+    // the baseline before, so that 10 ms clock ticks do not make shares jump.
+    const double now = monotonicSeconds();
+    const bool recent = m_refreshes > 0 && now - m_baseTime < minimumWindow;
+    m_measureFromOlderBase = recent && m_olderBaseTime >= 0.0;
+    m_advanceBase = m_refreshes == 0 || !recent;
+    m_interval = m_refreshes > 0 ? now - (m_measureFromOlderBase ? m_olderBaseTime : m_baseTime) : 0.0;
+    if (m_advanceBase) {
+        m_olderBaseTime = m_refreshes > 0 ? m_baseTime : -1.0;
+        m_baseTime = now;
+    }
+    m_bootInstant = PLVProcessReader::bootInstant(m_root);
+    ++m_refreshes;
+
+    // Merge the sorted listing with the sorted entries of the last refresh.
+    std::vector<Entry> next;
+    next.reserve(m_listing.size());
+    auto old = m_entries.begin();
+    for (const qint32 pid : m_listing) {
+        while (old != m_entries.end() && old->pid < pid) {
+            closeEntry(*old); // gone
+            ++old;
+        }
+        Entry entry;
+        bool isNew = true;
+        if (old != m_entries.end() && old->pid == pid) {
+            entry = std::move(*old);
+            old->statFd = -1; // moved: the descriptor belongs to `entry` now
+            ++old;
+            isNew = false;
+        } else {
+            entry.pid = pid;
+        }
+        // A held file that fails to read may belong to a pid that was reused
+        // since: the listing still has the pid, so try it once as a new process.
+        if (readEntry(entry, isNew) || (!isNew && readEntry(entry, true)))
+            next.push_back(std::move(entry));
+        else
+            closeEntry(entry);
+    }
+    for (; old != m_entries.end(); ++old)
+        closeEntry(*old);
+    m_entries = std::move(next);
+
+    m_samples.clear();
+    m_samples.reserve(m_entries.size());
+    for (const Entry &e : m_entries)
+        m_samples.push_back(e.sample);
+    return true;
+}
+
+const TQProcessSample *TQProcessTable::processForPid(qint32 pid) const
+{
+    const auto it = std::lower_bound(m_samples.begin(), m_samples.end(), pid,
+                                     [](const TQProcessSample &s, qint32 p) { return s.pid < p; });
+    return it != m_samples.end() && it->pid == pid ? &*it : nullptr;
+}
+
+qint64 TQProcessTable::threadCount() const
+{
+    qint64 total = 0;
+    for (const TQProcessSample &s : m_samples)
+        total += s.threadCount;
+    return total;
+}
+
+QList<TQProcessSample> TQProcessTable::top(bool byCPU, int count) const
+{
+    std::vector<const TQProcessSample *> candidates;
+    candidates.reserve(m_samples.size());
+    for (const TQProcessSample &s : m_samples)
+        if (byCPU ? s.cpuShare > 0.0 : s.residentSize > 0)
+            candidates.push_back(&s);
+    const size_t n = std::min(candidates.size(), size_t(std::max(0, count)));
+    auto higher = [byCPU](const TQProcessSample *a, const TQProcessSample *b) {
+        if (byCPU ? a->cpuShare != b->cpuShare : a->residentSize != b->residentSize)
+            return byCPU ? a->cpuShare > b->cpuShare : a->residentSize > b->residentSize;
+        return a->pid < b->pid;
+    };
+    std::partial_sort(candidates.begin(), candidates.begin() + qsizetype(n), candidates.end(), higher);
+    QList<TQProcessSample> out;
+    out.reserve(qsizetype(n));
+    for (size_t i = 0; i < n; ++i)
+        out.append(*candidates[i]);
+    return out;
+}
+
+QList<TQProcessSample> TQProcessTable::topByCPUShare(int count) const { return top(true, count); }
+
+QList<TQProcessSample> TQProcessTable::topByResidentSize(int count) const { return top(false, count); }
+
+QVariantList TQProcessTable::topByCPUShareDictionaries(int count) const
+{
+    QVariantList out;
+    for (const TQProcessSample &s : topByCPUShare(count))
+        out.append(s.dictionary());
+    return out;
+}
+
+QVariantList TQProcessTable::topByResidentSizeDictionaries(int count) const
+{
+    QVariantList out;
+    for (const TQProcessSample &s : topByResidentSize(count))
+        out.append(s.dictionary());
+    return out;
+}
+
+quint64 TQProcessTable::footprintForPid(qint32 pid) const
+{
+    const auto it = std::lower_bound(m_entries.begin(), m_entries.end(), pid,
+                                     [](const Entry &e, qint32 p) { return e.pid < p; });
+    if (it == m_entries.end() || it->pid != pid)
+        return 0;
+    const PidDir dir(m_procFd, pid);
+    PLVProcStat stat;
+    // Same directory for both reads: the start time proves it is the same process.
+    if (!dir.readStat(stat) || stat.startTime != it->startTicks)
+        return 0;
+    return dir.footprint().value_or(0);
+}

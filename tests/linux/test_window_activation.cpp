@@ -1,0 +1,228 @@
+// Bringing another process's window forward: EWMH on a private X server where
+// the test plays the window manager, and org.freedesktop.Application on a
+// private session bus where a child process plays the application.
+#include "PLVCommon/linux/PLVWindowActivation.h"
+#include "PLVCommon/stats/TQProcessInfo.h"
+
+#include "support/PLVTest.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QThread>
+#include <QTimer>
+
+#if PLV_TEST_HAS_XCB
+#include <xcb/xcb.h>
+#endif
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// A helper server (Xvfb, dbus-daemon) that prints its address on stdout.
+class Server
+{
+public:
+    Server(const QString &program, const QStringList &args)
+    {
+        if (QStandardPaths::findExecutable(program).isEmpty())
+            return;
+        m_process.start(program, args);
+        if (!m_process.waitForStarted(5000))
+            return;
+        plvtest::waitUntil([this] { return m_process.canReadLine() || m_process.state() != QProcess::Running; },
+                           std::chrono::seconds(10));
+        m_address = QString::fromUtf8(m_process.readLine()).trimmed();
+    }
+    ~Server()
+    {
+        m_process.terminate();
+        if (!m_process.waitForFinished(3000))
+            m_process.kill();
+        m_process.waitForFinished(3000);
+    }
+    QString address() const { return m_address; }
+
+private:
+    QProcess m_process;
+    QString m_address;
+};
+
+} // namespace
+
+TEST(WindowActivation, ApplicationObjectPathFollowsTheBusName)
+{
+    EXPECT_EQ(PLVWindowActivation::objectPathForBusName(QStringLiteral("org.gnome.Calculator")),
+              QStringLiteral("/org/gnome/Calculator"));
+    EXPECT_EQ(PLVWindowActivation::objectPathForBusName(QStringLiteral("org.example.My-App")),
+              QStringLiteral("/org/example/My_App"));
+}
+
+#if PLV_TEST_HAS_XCB
+
+namespace {
+
+xcb_atom_t atom(xcb_connection_t *c, const char *name)
+{
+    xcb_intern_atom_reply_t *r = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr);
+    const xcb_atom_t a = r ? r->atom : 0;
+    std::free(r);
+    return a;
+}
+
+xcb_window_t clientWindow(xcb_connection_t *c, xcb_window_t root, uint32_t pid, xcb_atom_t wmPid)
+{
+    const xcb_window_t w = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, w, root, 0, 0, 10, 10, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, w, wmPid, XCB_ATOM_CARDINAL, 32, 1, &pid);
+    return w;
+}
+
+// The next _NET_ACTIVE_WINDOW request the window manager receives, if any.
+std::optional<xcb_client_message_event_t> nextActivation(xcb_connection_t *c, xcb_atom_t activeWindow)
+{
+    std::optional<xcb_client_message_event_t> found;
+    plvtest::waitUntil(
+        [&] {
+            while (xcb_generic_event_t *ev = xcb_poll_for_event(c)) {
+                if ((ev->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
+                    const auto *cm = reinterpret_cast<xcb_client_message_event_t *>(ev);
+                    if (cm->type == activeWindow)
+                        found = *cm;
+                }
+                std::free(ev);
+            }
+            return found.has_value();
+        },
+        std::chrono::milliseconds(1500));
+    return found;
+}
+
+} // namespace
+
+TEST(WindowActivation, X11AsksTheWindowManagerToActivateTheTopmostWindowOfThePid)
+{
+    Server xvfb(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"),
+                                         QStringLiteral("tcp"), QStringLiteral("-screen"), QStringLiteral("0"),
+                                         QStringLiteral("640x480x24")});
+    if (xvfb.address().isEmpty())
+        GTEST_SKIP() << "Xvfb is not installed";
+    ASSERT_TRUE(plvtest::waitUntil([&] { return QFileInfo::exists(QStringLiteral("/tmp/.X11-unix/X") + xvfb.address()); }));
+    const QByteArray display = ":" + xvfb.address().toLatin1();
+    plvtest::ScopedEnv displayEnv("DISPLAY", display);
+    plvtest::ScopedEnv noBus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+
+    const uint32_t app = 424242, other = 434343;
+    // Before any window manager announced itself: nothing to ask.
+    EXPECT_FALSE(PLVWindowActivation::activateX11WindowOfPid(qint32(app)));
+
+    xcb_connection_t *wm = xcb_connect(display.constData(), nullptr);
+    ASSERT_EQ(xcb_connection_has_error(wm), 0);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(wm)).data->root;
+    const uint32_t redirect = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(wm, root, XCB_CW_EVENT_MASK, &redirect);
+    const xcb_atom_t wmPid = atom(wm, "_NET_WM_PID");
+    const xcb_atom_t activeWindow = atom(wm, "_NET_ACTIVE_WINDOW");
+    const xcb_atom_t stacking = atom(wm, "_NET_CLIENT_LIST_STACKING");
+    const xcb_window_t lower = clientWindow(wm, root, app, wmPid);
+    const xcb_window_t foreign = clientWindow(wm, root, other, wmPid);
+    const xcb_window_t upper = clientWindow(wm, root, app, wmPid);
+    const xcb_window_t list[] = {lower, upper, foreign}; // bottom to top
+    xcb_change_property(wm, XCB_PROP_MODE_REPLACE, root, stacking, XCB_ATOM_WINDOW, 32, 3, list);
+    xcb_flush(wm);
+
+    TQProcessInfo::bringRunningAppToForegroundForPID(qint32(app));
+    const auto request = nextActivation(wm, activeWindow);
+    ASSERT_TRUE(request.has_value());
+    EXPECT_EQ(request->window, upper);
+    EXPECT_EQ(request->format, 32);
+    EXPECT_EQ(request->data.data32[0], 2u); // on the user's behalf, as a task bar asks
+
+    // A pid without a window: no request, and the caller learns it.
+    EXPECT_FALSE(PLVWindowActivation::activateX11WindowOfPid(515151));
+    EXPECT_FALSE(nextActivation(wm, activeWindow).has_value());
+    xcb_disconnect(wm);
+}
+
+#endif // PLV_TEST_HAS_XCB
+
+// --- D-Bus ---------------------------------------------------------------------
+
+class FakeApplication : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+public slots:
+    void Activate(const QVariantMap &)
+    {
+        fputs("activated\n", stdout);
+        fflush(stdout);
+        QTimer::singleShot(100, qApp, &QCoreApplication::quit); // after the reply went out
+    }
+};
+
+// args: bus name. Owns the name, exports the application object, prints
+// "ready", and exits 0 once activated (3 if never).
+PLV_TEST_CHILD(fake_dbus_application)
+{
+    int argc = 1;
+    char name[] = "fake";
+    char *argv[] = {name, nullptr};
+    QCoreApplication app(argc, argv);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    FakeApplication object;
+    const QString service = args.value(0);
+    if (!bus.registerObject(PLVWindowActivation::objectPathForBusName(service), &object, QDBusConnection::ExportAllSlots)
+        || !bus.registerService(service))
+        return 2;
+    fputs("ready\n", stdout);
+    fflush(stdout);
+    QTimer::singleShot(20000, &app, [] { QCoreApplication::exit(3); });
+    return app.exec();
+}
+
+TEST(WindowActivation, DBusApplicationOfThePidIsActivated)
+{
+    Server bus(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                                               QStringLiteral("--print-address=1")});
+    if (bus.address().isEmpty())
+        GTEST_SKIP() << "dbus-daemon is not installed";
+    // Set before this process first touches the session bus.
+    plvtest::ScopedEnv address("DBUS_SESSION_BUS_ADDRESS", bus.address().toUtf8());
+    plvtest::ScopedEnv noDisplay("DISPLAY", QByteArray());
+
+    auto start = [](QProcess &p, const QString &service) {
+        p.start(QCoreApplication::applicationFilePath(),
+                {QStringLiteral("--plv-child"), QStringLiteral("fake_dbus_application"), service});
+        return p.waitForStarted(5000) && plvtest::waitUntil([&p] { return p.canReadLine(); })
+               && p.readLine().trimmed() == "ready";
+    };
+    QProcess target, bystander;
+    ASSERT_TRUE(start(target, QStringLiteral("org.plv.TestTarget")));
+    ASSERT_TRUE(start(bystander, QStringLiteral("org.plv.TestBystander")));
+
+    // A pid that owns no name: nothing is called.
+    EXPECT_FALSE(PLVWindowActivation::activateDBusApplicationOfPid(qint32(getpid()), QDBusConnection::sessionBus()));
+
+    TQProcessInfo::bringRunningAppToForegroundForPID(qint32(target.processId()));
+    ASSERT_TRUE(target.waitForFinished(10000));
+    EXPECT_EQ(target.exitCode(), 0);
+    EXPECT_TRUE(target.readAll().contains("activated"));
+
+    // The other application was left alone.
+    QThread::msleep(200);
+    EXPECT_EQ(bystander.state(), QProcess::Running);
+    EXPECT_FALSE(bystander.readAll().contains("activated"));
+    bystander.kill();
+    bystander.waitForFinished(3000);
+}
+
+#include "test_window_activation.moc"
