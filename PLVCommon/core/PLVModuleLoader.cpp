@@ -12,15 +12,17 @@
 
 QStringList PLVModuleLoader::defaultPlugInFolders()
 {
-    QStringList folders;
-    const QString extra = QString::fromLocal8Bit(qgetenv("PLV_PLUGINS_PATH"));
-    for (const QString &f : extra.split(QLatin1Char(':'), Qt::SkipEmptyParts))
-        folders << f;
+    // Set, the variable names every folder (like PATH): a test or a user can run
+    // exactly the modules they choose.
+    if (qEnvironmentVariableIsSet("PLV_PLUGINS_PATH")) {
+        QStringList folders = QString::fromLocal8Bit(qgetenv("PLV_PLUGINS_PATH")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
+        folders.removeDuplicates();
+        return folders;
+    }
     const QString exeDir = QCoreApplication::applicationDirPath();
-    if (!exeDir.isEmpty())
-        folders << QDir::cleanPath(exeDir + QLatin1Char('/') + QStringLiteral(PLV_BIN_TO_PLUGINS));
-    folders.removeDuplicates();
-    return folders;
+    if (exeDir.isEmpty())
+        return {};
+    return {QDir::cleanPath(exeDir + QLatin1Char('/') + QStringLiteral(PLV_BIN_TO_PLUGINS))};
 }
 
 QStringList PLVModuleLoader::bundlePathsIn(const QStringList &folders)

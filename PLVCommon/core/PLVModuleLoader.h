@@ -27,7 +27,8 @@ public:
     };
 
     // The folders a program installed in bin/ (or run from the build tree)
-    // looks in: $PLV_PLUGINS_PATH (colon-separated) first, then <prefix>/lib.../PLVCommon/PlugIns.
+    // looks in: <prefix>/lib.../PLVCommon/PlugIns, or the colon-separated
+    // folders of $PLV_PLUGINS_PATH instead when that is set.
     static QStringList defaultPlugInFolders();
     static QStringList bundlePathsIn(const QStringList &folders);
 
