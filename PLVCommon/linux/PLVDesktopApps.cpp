@@ -10,7 +10,7 @@
 #include <QGuiApplication>
 #include <QHash>
 #include <QIcon>
-#include <QMutex>
+#include <mutex>
 #include <QPainter>
 #include <QSet>
 #include <QSvgRenderer>
@@ -101,7 +101,7 @@ QString canonical(const QString &path)
 }
 
 struct EntryCache {
-    QMutex mutex;
+    std::mutex mutex;
     QStringList key; // the applications folders with their modification times
     QList<Entry> entries;
     QHash<QString, QImage> icons;
@@ -232,9 +232,9 @@ QImage loadImage(const QString &path, int size)
 // worker threads use the last name seen there.
 QString currentThemeName()
 {
-    static QMutex mutex;
+    static std::mutex mutex;
     static QString last;
-    QMutexLocker lock(&mutex);
+    std::lock_guard lock(mutex);
     if (qobject_cast<QGuiApplication *>(QCoreApplication::instance())
         && QThread::currentThread() == QCoreApplication::instance()->thread())
         last = QIcon::themeName();
@@ -441,7 +441,7 @@ QList<Entry> entries()
         appDirs << d + QStringLiteral("/applications");
     const QStringList key = cacheKey(appDirs);
     EntryCache &c = cache();
-    QMutexLocker lock(&c.mutex);
+    std::lock_guard lock(c.mutex);
     if (c.key != key) {
         c.entries = loadEntries(appDirs);
         c.key = key;
@@ -513,7 +513,7 @@ QImage iconImage(const QString &icon, int size)
     const QString cacheName = icon + QLatin1Char('@') + QString::number(size);
     EntryCache &c = cache();
     {
-        QMutexLocker lock(&c.mutex);
+        std::lock_guard lock(c.mutex);
         const auto it = c.icons.constFind(cacheName);
         if (it != c.icons.cend())
             return it.value();
@@ -524,7 +524,7 @@ QImage iconImage(const QString &icon, int size)
         if (name.endsWith(QLatin1String(ext)))
             name.chop(4);
     const QImage image = lookupThemed(name, size);
-    QMutexLocker lock(&c.mutex);
+    std::lock_guard lock(c.mutex);
     c.icons.insert(cacheName, image);
     return image;
 }

@@ -4,7 +4,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QMutex>
+#include <mutex>
 #include <QRegularExpression>
 
 extern "C" {
@@ -95,10 +95,10 @@ PLVGPUSources::PLVGPUSources(const PLVSysRoot &root, std::shared_ptr<PLVNVML> nv
 
 QString PLVGPUSources::modelName(quint16 vendor, quint16 device)
 {
-    static QMutex mutex; // libpci's name cache is not thread-safe
+    static std::mutex mutex; // libpci's name cache is not thread-safe
     static pci_access *pci = nullptr;
     static QHash<quint32, QString> names;
-    QMutexLocker lock(&mutex);
+    std::lock_guard lock(mutex);
     const quint32 key = (quint32(vendor) << 16) | device;
     if (const auto it = names.constFind(key); it != names.cend())
         return it.value();

@@ -39,7 +39,7 @@ QHash<QString, PLVNVML::DeviceStatistics> PLVNVML::query(const QStringList &pciB
     QHash<QString, DeviceStatistics> out;
     if (!isAvailable() || pciBusIds.isEmpty())
         return out;
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     const PLVNVMLFunctions::Return started = m_functions.initWithFlags
                                                  ? m_functions.initWithFlags(PLVNVMLFunctions::initFlagNoAttach)
                                                  : m_functions.init();

@@ -1,6 +1,6 @@
 #pragma once
 #include <QHash>
-#include <QMutex>
+#include <mutex>
 #include <QString>
 #include <QStringList>
 
@@ -55,5 +55,5 @@ public:
 
 private:
     PLVNVMLFunctions m_functions;
-    QMutex m_mutex; // one session at a time
+    std::mutex m_mutex; // one session at a time
 };

@@ -6,7 +6,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
-#include <QMutex>
+#include <mutex>
 #include <QVariantMap>
 
 #include <xcb/xcb.h>

@@ -19,7 +19,7 @@ TQGPUInfo::~TQGPUInfo() = default;
 QVariantMap TQGPUInfo::gpuCoresInformation()
 {
     if (m_sources) {
-        QMutexLocker refreshing(&m_refreshMutex);
+        std::lock_guard refreshing(m_refreshMutex);
         const PLVGPUSources::Tables tables = m_sources->read();
         refreshWithTables(tables.pciDevices, tables.accelerators);
     }
@@ -71,7 +71,7 @@ void TQGPUInfo::refreshWithTables(const QList<QVariantMap> &allPciDevices, const
         }
     }
 
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     m_numGPUs = quint64(cards.size());
     for (const auto &card : cards) {
         QVariantMap entry;
@@ -92,12 +92,12 @@ void TQGPUInfo::refreshWithTables(const QList<QVariantMap> &allPciDevices, const
 
 QVariantMap TQGPUInfo::gpuData() const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     return m_gpuData;
 }
 
 quint64 TQGPUInfo::numGPUs() const
 {
-    QMutexLocker lock(&m_mutex);
+    std::lock_guard lock(m_mutex);
     return m_numGPUs;
 }

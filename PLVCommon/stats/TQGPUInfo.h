@@ -1,6 +1,6 @@
 #pragma once
 #include <QList>
-#include <QMutex>
+#include <mutex>
 #include <QObject>
 #include <QVariantMap>
 
@@ -40,8 +40,8 @@ public:
 
 private:
     std::shared_ptr<PLVGPUSources> m_sources;
-    QMutex m_refreshMutex; // updates of overlapping ticks take turns: the sources keep rate history
-    mutable QMutex m_mutex;
+    std::mutex m_refreshMutex; // updates of overlapping ticks take turns: the sources keep rate history
+    mutable std::mutex m_mutex;
     QVariantMap m_gpuData;
     quint64 m_numGPUs = 0;
 };

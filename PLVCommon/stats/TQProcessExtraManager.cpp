@@ -5,7 +5,7 @@
 #include <QCoreApplication>
 #include <QHash>
 #include <QMetaMethod>
-#include <QMutex>
+#include <mutex>
 #include <QPointer>
 #include <QThread>
 #include <QVariant>
@@ -21,9 +21,9 @@ QObject *companion()
     const QMetaObject *mo = PLVClassRegistry::classNamed(QStringLiteral("TQProcessExtra"));
     if (!mo)
         return nullptr;
-    static QMutex mutex;
+    static std::mutex mutex;
     static QHash<const QMetaObject *, QPointer<QObject>> instances; // one per class
-    QMutexLocker lock(&mutex);
+    std::lock_guard lock(mutex);
     QPointer<QObject> &slot = instances[mo];
     if (!slot) {
         QObject *object = PLVClassRegistry::createInstance(mo);

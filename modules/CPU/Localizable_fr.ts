@@ -14,6 +14,7 @@
     <message><source>Cores</source><translation>Cœurs</translation></message>
     <message><source>Tasks / threads</source><translation>Tâches / fils</translation></message>
     <message><source>Up</source><translation>Allumé depuis</translation></message>
+    <message><source>Top</source><translation>Les plus actifs</translation></message>
     <message><source>mo</source><translation>mois</translation></message>
     <message><source>d</source><translation>j</translation></message>
     <message><source>h</source><translation>h</translation></message>

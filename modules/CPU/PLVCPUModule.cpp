@@ -91,6 +91,14 @@ void PLVCPUModuleModel::updateModel()
         values.insert(QStringLiteral("tasksText"), QStringLiteral("%1 / %2")
                                                       .arg(values.value(QStringLiteral("tasksCount")).toLongLong())
                                                       .arg(values.value(QStringLiteral("threadsCount")).toLongLong()));
+    // The busiest processes, in percent of one core as top(1) shows them.
+    if (m_processes.refresh()) {
+        QStringList tops;
+        for (const TQProcessSample &p : m_processes.topByCPUShare(5))
+            tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::floatToPercentageString(float(p.cpuShare * 100.0)));
+        values.insert(QStringLiteral("cpuTopProcesses"), m_processes.topByCPUShareDictionaries(5));
+        values.insert(QStringLiteral("cpuTopProcessesText"), tops.join(QStringLiteral(", ")));
+    }
     const QVariant upTime = values.value(QStringLiteral("upTime"));
     if (upTime.canConvert<PLVDateComponents>())
         values.insert(QStringLiteral("upTimeText"), upTimeText(upTime.value<PLVDateComponents>()));

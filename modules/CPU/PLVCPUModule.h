@@ -2,10 +2,11 @@
 #include "PLVModuleKit.h"
 
 #include "PLVCommon/stats/PLVGraphArrays.h"
+#include "PLVCommon/stats/TQProcessTable.h"
 #include "PLVCommon/stats/TQSystemInfo.h"
 
 // The processor module: machine-wide and per-core CPU shares, load, tasks and
-// threads, and the time since boot, sampled every tick.
+// threads, the time since boot and the five busiest processes, sampled every tick.
 class PLVCPUModuleModel : public PLVGenericModuleModel
 {
     Q_OBJECT
@@ -20,6 +21,7 @@ public:
 private:
     TQSystemInfo m_info;
     PLVGraphArrays m_history; // machine-wide usage in percent
+    TQProcessTable m_processes;
 };
 
 class PLVCPUModuleController : public PLVModuleControllerBase

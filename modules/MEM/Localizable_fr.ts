@@ -14,6 +14,7 @@
     <message><source>Free</source><translation>Libre</translation></message>
     <message><source>Installed</source><translation>Installée</translation></message>
     <message><source>Swap</source><translation>Échange</translation></message>
+    <message><source>Top</source><translation>Les plus gourmands</translation></message>
     <message><source>unavailable</source><translation>indisponible</translation></message>
 </context>
 </TS>

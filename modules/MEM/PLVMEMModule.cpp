@@ -46,6 +46,13 @@ void PLVMEMModuleModel::updateModel()
             history << float(points[k].y());
         values.insert(QStringLiteral("memHistory"), history);
     }
+    if (m_processes.refresh()) {
+        QStringList tops;
+        for (const TQProcessSample &p : m_processes.topByResidentSize(5))
+            tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::doubleCapacityToString(double(p.residentSize)));
+        values.insert(QStringLiteral("memTopProcesses"), m_processes.topByResidentSizeDictionaries(5));
+        values.insert(QStringLiteral("memTopProcessesText"), tops.join(QStringLiteral(", ")));
+    }
     modelData().insert(values);
 }
 

@@ -2,9 +2,10 @@
 #include "PLVModuleKit.h"
 
 #include "PLVCommon/stats/PLVGraphArrays.h"
+#include "PLVCommon/stats/TQProcessTable.h"
 
-// The memory module: memory in use by kind, pressure, page traffic and swap,
-// sampled every tick.
+// The memory module: memory in use by kind, pressure, page traffic, swap and
+// the five processes with the most resident memory, sampled every tick.
 class PLVMEMModuleModel : public PLVGenericModuleModel
 {
     Q_OBJECT
@@ -15,6 +16,7 @@ public:
 
 private:
     PLVGraphArrays m_history; // memory in use, percent of installed memory
+    TQProcessTable m_processes;
 };
 
 class PLVMEMModuleController : public PLVModuleControllerBase

@@ -1,0 +1,59 @@
+#pragma once
+#include "PLVModuleKit.h"
+
+#include "PLVCommon/stats/PLVGraphArrays.h"
+
+#include <memory>
+
+class TQGPUInfo;
+
+// The graphics module: per GPU its name, vendor, utilisation and video memory,
+// refreshed every tick. A machine whose GPUs give no statistics is told so.
+class PLVGPUModuleModel : public PLVGenericModuleModel
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVGPUModuleModel(QObject *parent = nullptr);
+    ~PLVGPUModuleModel() override;
+    void init() override;
+    void updateModel() override;
+
+    // Samples the GPUs of another system tree (a fixture) instead of this
+    // machine's, without NVML.
+    Q_INVOKABLE void setSystemRoot(const QString &root);
+
+private:
+    std::unique_ptr<TQGPUInfo> m_gpu;
+    PLVGraphArraysMultiple m_history; // utilisation per GPU, in the order of "gpuList"
+};
+
+class PLVGPUModuleController : public PLVModuleControllerBase
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVGPUModuleController(QObject *parent = nullptr);
+    const QMetaObject *viewControllerClass() const override;
+    const QMetaObject *modelObjClass() const override;
+    QString moduleName() const override { return QStringLiteral("GPU"); }
+};
+
+class PLVGPUViewController : public PLVModuleViewControllerBase
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVGPUViewController(QObject *parent = nullptr);
+};
+
+class PLVGPUStatusView : public PLVTextStatusbarView
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVGPUStatusView(QWidget *parent = nullptr);
+};
+
+class PLVGPUPanelView : public PLVTextPanelView
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE explicit PLVGPUPanelView(QWidget *parent = nullptr);
+};

@@ -1,0 +1,173 @@
+// The module bundles the monitor ships, loaded from the build's plug-ins folder
+// the way a host loads them, sampling this machine (and GPU fixture trees).
+#include "PLVCommon/core/PLVGenericModuleController.h"
+#include "PLVCommon/core/PLVModuleLoader.h"
+#include "PLVCommon/platform/PLVBundle.h"
+#include "PLVCommon/platform/PLVClassRegistry.h"
+#include "PLVCommon/stats/TQSystemInfo.h"
+#include "support/PLVTest.h"
+
+#include <QCoreApplication>
+#include <QLocale>
+#include <QTemporaryDir>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace {
+
+struct ControllerDeleter {
+    void operator()(PLVGenericModuleController *c) const { PLVGenericModuleController::destroy(c); }
+};
+using Controller = std::unique_ptr<PLVGenericModuleController, ControllerDeleter>;
+
+Controller loadModule(const QString &name)
+{
+    PLVBundle *bundle = PLVBundle::bundleWithPath(QStringLiteral(PLV_BUILD_PLUGINS_DIR "/") + name + QStringLiteral(".plvbundle3"));
+    if (!bundle)
+        return nullptr;
+    auto *c = qobject_cast<PLVGenericModuleController *>(PLVClassRegistry::createInstance(bundle->principalClass()));
+    if (c)
+        c->initMainApp();
+    return Controller(c);
+}
+
+QVariant value(const Controller &c, const char *key) { return c->modulemodelobj()->modelData().value(QLatin1String(key)); }
+
+QStringList viewLines(QWidget *view) { return view ? view->property("lines").toStringList() : QStringList(); }
+
+const QRegularExpression kPercent(QStringLiteral("^\\d{1,3}%$"));
+
+} // namespace
+
+TEST(Modules, ThePlugInsFolderHoldsTheShippedModules)
+{
+    const PLVModuleLoader::Result loaded =
+        PLVModuleLoader::load(PLVModuleLoader::bundlePathsIn({QStringLiteral(PLV_BUILD_PLUGINS_DIR)}), false);
+    QStringList ids;
+    for (PLVGenericModuleController *c : loaded.controllers) {
+        ids << c->bundleIdentifier();
+        PLVGenericModuleController::destroy(c);
+    }
+    ids.sort();
+    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvCPU"), QStringLiteral("com.tallowcrest.plvGPU"),
+                                QStringLiteral("com.tallowcrest.plvMEM")}));
+    EXPECT_TRUE(loaded.extraObjects.isEmpty());
+}
+
+TEST(Modules, TheProcessorModulePublishesSharesLoadUpTimeAndTheBusiestProcess)
+{
+    Controller cpu = loadModule(QStringLiteral("CPU"));
+    ASSERT_NE(cpu, nullptr);
+    EXPECT_EQ(cpu->bundleIdentifier(), QStringLiteral("com.tallowcrest.plvCPU"));
+
+    // A child that keeps one core busy must show up among the busiest processes.
+    QProcess busy;
+    busy.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("while :; do :; done")});
+    ASSERT_TRUE(busy.waitForStarted());
+    const qint64 busyPid = busy.processId();
+    cpu->updateModel();
+    QThread::msleep(700);
+    cpu->updateModel();
+    cpu->updateViews();
+    busy.kill();
+    busy.waitForFinished();
+
+    const float usage = value(cpu, "cpuUsage").toFloat();
+    EXPECT_GT(usage, 0.2f) << "one core of the machine was busy";
+    EXPECT_LE(usage, 1.0f);
+    const float sum = value(cpu, "userCPU").toFloat() + value(cpu, "systemCPU").toFloat() + value(cpu, "niceCPU").toFloat()
+                      + value(cpu, "idleCPU").toFloat();
+    EXPECT_NEAR(sum, 1.0f, 1e-3f);
+    EXPECT_TRUE(kPercent.match(value(cpu, "cpuUsageText").toString()).hasMatch()) << value(cpu, "cpuUsageText").toString().toStdString();
+    TQSystemInfo info;
+    info.cpuCoresInformation();
+    EXPECT_EQ(value(cpu, "cpuCoreUsage").toList().size(), qsizetype(info.numLogCPU()));
+    EXPECT_EQ(value(cpu, "loadAverageText").toString().split(QLatin1Char(' ')).size(), 3);
+    EXPECT_TRUE(value(cpu, "upTimeText").toString().endsWith(QStringLiteral(" min")));
+
+    const QVariantList history = value(cpu, "cpuHistory").toList();
+    ASSERT_EQ(history.size(), 350);
+    EXPECT_NEAR(history.last().toFloat(), usage * 100.0f, 1e-3f);
+
+    const QVariantList top = value(cpu, "cpuTopProcesses").toList();
+    ASSERT_FALSE(top.isEmpty());
+    bool found = false;
+    for (const QVariant &p : top)
+        found = found || p.toMap().value(QStringLiteral("pid")).toLongLong() == busyPid;
+    EXPECT_TRUE(found) << value(cpu, "cpuTopProcessesText").toString().toStdString();
+
+    // The menu-bar view shows the text the model published.
+    EXPECT_EQ(viewLines(cpu->statusbarView()), QStringList{QStringLiteral("cpu ") + value(cpu, "cpuUsageText").toString()});
+}
+
+TEST(Modules, TheMemoryModulePublishesMemoryInUseAndTheLargestProcesses)
+{
+    Controller mem = loadModule(QStringLiteral("MEM"));
+    ASSERT_NE(mem, nullptr);
+    // Make this process the largest one around.
+    std::vector<char> ballast(256u << 20);
+    std::memset(ballast.data(), 1, ballast.size());
+
+    mem->updateModel();
+    mem->updateViews();
+    const float used = value(mem, "memUsedPerc").toFloat();
+    EXPECT_GT(used, 0.0f);
+    EXPECT_LT(used, 100.0f);
+    EXPECT_TRUE(kPercent.match(value(mem, "memUsedText").toString()).hasMatch());
+    EXPECT_TRUE(value(mem, "memTotalText").toString().contains(QRegularExpression(QStringLiteral("^\\d+(\\.\\d)? (MB|GB)$"))))
+        << value(mem, "memTotalText").toString().toStdString();
+    EXPECT_EQ(value(mem, "memHistory").toList().size(), 350);
+
+    const QVariantList top = value(mem, "memTopProcesses").toList();
+    ASSERT_FALSE(top.isEmpty());
+    EXPECT_EQ(top.first().toMap().value(QStringLiteral("pid")).toLongLong(), QCoreApplication::applicationPid());
+    EXPECT_GE(top.first().toMap().value(QStringLiteral("residentSize")).toULongLong(), quint64(ballast.size()));
+
+    const QStringList lines = viewLines(mem->statusbarStandAloneView());
+    ASSERT_FALSE(lines.isEmpty());
+    EXPECT_TRUE(lines.first().startsWith(QStringLiteral("App "))) << lines.join(QLatin1Char('|')).toStdString();
+}
+
+TEST(Modules, TheGraphicsModuleShowsEachCardOrSaysPlainlyWhatIsMissing)
+{
+    Controller gpu = loadModule(QStringLiteral("GPU"));
+    ASSERT_NE(gpu, nullptr);
+    QObject *model = gpu->modulemodelobj();
+
+    // An AMD card whose driver reports utilisation and video memory.
+    ASSERT_TRUE(QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, plvtest::fixturePath(QStringLiteral("gpu/amd")))));
+    gpu->updateModel();
+    QVariantList list = value(gpu, "gpuList").toList();
+    ASSERT_EQ(list.size(), 1);
+    QVariantMap card = list.first().toMap();
+    EXPECT_EQ(card.value(QStringLiteral("vendor")).toString(), QStringLiteral("AMD"));
+    EXPECT_FALSE(card.value(QStringLiteral("name")).toString().isEmpty());
+    EXPECT_TRUE(card.contains(QStringLiteral("utilization")));
+    EXPECT_TRUE(card.value(QStringLiteral("vramText")).toString().contains(QStringLiteral(" of "))) << card.value(QStringLiteral("vramText")).toString().toStdString();
+    EXPECT_TRUE(value(gpu, "gpuHasStatistics").toBool());
+    EXPECT_EQ(value(gpu, "gpuStatusText").toString(), card.value(QStringLiteral("utilizationText")).toString());
+
+    // A virtual GPU without statistics.
+    QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, plvtest::fixturePath(QStringLiteral("gpu/virtual"))));
+    gpu->updateModel();
+    EXPECT_FALSE(value(gpu, "gpuHasStatistics").toBool());
+    EXPECT_TRUE(value(gpu, "gpuSummaryText").toString().contains(QStringLiteral("no statistics")))
+        << value(gpu, "gpuSummaryText").toString().toStdString();
+
+    // No GPU at all, in French.
+    const QLocale saved;
+    QLocale::setDefault(QLocale(QStringLiteral("fr_FR")));
+    QTemporaryDir empty;
+    QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, empty.path()));
+    gpu->updateModel();
+    QLocale::setDefault(saved);
+    EXPECT_EQ(value(gpu, "gpuList").toList().size(), 0);
+    EXPECT_EQ(value(gpu, "gpuSummaryText").toString(), QStringLiteral("Aucun processeur graphique trouvé"));
+}
