@@ -7,9 +7,6 @@
 
 PLV_REGISTER_CLASS(PLVCPUModuleModel)
 PLV_REGISTER_CLASS(PLVCPUModuleController)
-PLV_REGISTER_CLASS(PLVCPUViewController)
-PLV_REGISTER_CLASS(PLVCPUStatusView)
-PLV_REGISTER_CLASS(PLVCPUPanelView)
 
 namespace {
 
@@ -105,10 +102,5 @@ void PLVCPUModuleModel::updateModel()
     modelData().insert(values);
 }
 
-PLVCPUModuleController::PLVCPUModuleController(QObject *parent) : PLVModuleControllerBase(parent) {}
-const QMetaObject *PLVCPUModuleController::viewControllerClass() const { return &PLVCPUViewController::staticMetaObject; }
+PLVCPUModuleController::PLVCPUModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
 const QMetaObject *PLVCPUModuleController::modelObjClass() const { return &PLVCPUModuleModel::staticMetaObject; }
-
-PLVCPUViewController::PLVCPUViewController(QObject *parent) : PLVModuleViewControllerBase(parent) {}
-PLVCPUStatusView::PLVCPUStatusView(QWidget *parent) : PLVTextStatusbarView(parent) {}
-PLVCPUPanelView::PLVCPUPanelView(QWidget *parent) : PLVTextPanelView(parent) {}

@@ -1,5 +1,6 @@
 #pragma once
-#include "PLVModuleKit.h"
+#include "PLVCommon/core/PLVForwardingModuleController.h"
+#include "PLVCommon/core/PLVGenericModuleModel.h"
 
 #include "PLVCommon/stats/PLVGraphArrays.h"
 #include "PLVCommon/stats/TQProcessTable.h"
@@ -24,33 +25,11 @@ private:
     TQProcessTable m_processes;
 };
 
-class PLVCPUModuleController : public PLVModuleControllerBase
+class PLVCPUModuleController : public PLVForwardingModuleController
 {
     Q_OBJECT
 public:
     Q_INVOKABLE explicit PLVCPUModuleController(QObject *parent = nullptr);
-    const QMetaObject *viewControllerClass() const override;
     const QMetaObject *modelObjClass() const override;
     QString moduleName() const override { return QStringLiteral("CPU"); }
-};
-
-class PLVCPUViewController : public PLVModuleViewControllerBase
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVCPUViewController(QObject *parent = nullptr);
-};
-
-class PLVCPUStatusView : public PLVTextStatusbarView
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVCPUStatusView(QWidget *parent = nullptr);
-};
-
-class PLVCPUPanelView : public PLVTextPanelView
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVCPUPanelView(QWidget *parent = nullptr);
 };

@@ -7,9 +7,6 @@
 
 PLV_REGISTER_CLASS(PLVGPUModuleModel)
 PLV_REGISTER_CLASS(PLVGPUModuleController)
-PLV_REGISTER_CLASS(PLVGPUViewController)
-PLV_REGISTER_CLASS(PLVGPUStatusView)
-PLV_REGISTER_CLASS(PLVGPUPanelView)
 
 PLVGPUModuleModel::PLVGPUModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
 
@@ -94,10 +91,5 @@ void PLVGPUModuleModel::updateModel()
     modelData().insert(values);
 }
 
-PLVGPUModuleController::PLVGPUModuleController(QObject *parent) : PLVModuleControllerBase(parent) {}
-const QMetaObject *PLVGPUModuleController::viewControllerClass() const { return &PLVGPUViewController::staticMetaObject; }
+PLVGPUModuleController::PLVGPUModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
 const QMetaObject *PLVGPUModuleController::modelObjClass() const { return &PLVGPUModuleModel::staticMetaObject; }
-
-PLVGPUViewController::PLVGPUViewController(QObject *parent) : PLVModuleViewControllerBase(parent) {}
-PLVGPUStatusView::PLVGPUStatusView(QWidget *parent) : PLVTextStatusbarView(parent) {}
-PLVGPUPanelView::PLVGPUPanelView(QWidget *parent) : PLVTextPanelView(parent) {}

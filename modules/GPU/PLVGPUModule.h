@@ -1,5 +1,6 @@
 #pragma once
-#include "PLVModuleKit.h"
+#include "PLVCommon/core/PLVForwardingModuleController.h"
+#include "PLVCommon/core/PLVGenericModuleModel.h"
 
 #include "PLVCommon/stats/PLVGraphArrays.h"
 
@@ -27,33 +28,11 @@ private:
     PLVGraphArraysMultiple m_history; // utilisation per GPU, in the order of "gpuList"
 };
 
-class PLVGPUModuleController : public PLVModuleControllerBase
+class PLVGPUModuleController : public PLVForwardingModuleController
 {
     Q_OBJECT
 public:
     Q_INVOKABLE explicit PLVGPUModuleController(QObject *parent = nullptr);
-    const QMetaObject *viewControllerClass() const override;
     const QMetaObject *modelObjClass() const override;
     QString moduleName() const override { return QStringLiteral("GPU"); }
-};
-
-class PLVGPUViewController : public PLVModuleViewControllerBase
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVGPUViewController(QObject *parent = nullptr);
-};
-
-class PLVGPUStatusView : public PLVTextStatusbarView
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVGPUStatusView(QWidget *parent = nullptr);
-};
-
-class PLVGPUPanelView : public PLVTextPanelView
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVGPUPanelView(QWidget *parent = nullptr);
 };

@@ -6,9 +6,6 @@
 
 PLV_REGISTER_CLASS(PLVMEMModuleModel)
 PLV_REGISTER_CLASS(PLVMEMModuleController)
-PLV_REGISTER_CLASS(PLVMEMViewController)
-PLV_REGISTER_CLASS(PLVMEMStatusView)
-PLV_REGISTER_CLASS(PLVMEMPanelView)
 
 PLVMEMModuleModel::PLVMEMModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
 
@@ -56,10 +53,5 @@ void PLVMEMModuleModel::updateModel()
     modelData().insert(values);
 }
 
-PLVMEMModuleController::PLVMEMModuleController(QObject *parent) : PLVModuleControllerBase(parent) {}
-const QMetaObject *PLVMEMModuleController::viewControllerClass() const { return &PLVMEMViewController::staticMetaObject; }
+PLVMEMModuleController::PLVMEMModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
 const QMetaObject *PLVMEMModuleController::modelObjClass() const { return &PLVMEMModuleModel::staticMetaObject; }
-
-PLVMEMViewController::PLVMEMViewController(QObject *parent) : PLVModuleViewControllerBase(parent) {}
-PLVMEMStatusView::PLVMEMStatusView(QWidget *parent) : PLVTextStatusbarView(parent) {}
-PLVMEMPanelView::PLVMEMPanelView(QWidget *parent) : PLVTextPanelView(parent) {}

@@ -1,5 +1,6 @@
 #pragma once
-#include "PLVModuleKit.h"
+#include "PLVCommon/core/PLVForwardingModuleController.h"
+#include "PLVCommon/core/PLVGenericModuleModel.h"
 
 #include "PLVCommon/stats/PLVGraphArrays.h"
 #include "PLVCommon/stats/TQProcessTable.h"
@@ -19,33 +20,11 @@ private:
     TQProcessTable m_processes;
 };
 
-class PLVMEMModuleController : public PLVModuleControllerBase
+class PLVMEMModuleController : public PLVForwardingModuleController
 {
     Q_OBJECT
 public:
     Q_INVOKABLE explicit PLVMEMModuleController(QObject *parent = nullptr);
-    const QMetaObject *viewControllerClass() const override;
     const QMetaObject *modelObjClass() const override;
     QString moduleName() const override { return QStringLiteral("MEM"); }
-};
-
-class PLVMEMViewController : public PLVModuleViewControllerBase
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVMEMViewController(QObject *parent = nullptr);
-};
-
-class PLVMEMStatusView : public PLVTextStatusbarView
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVMEMStatusView(QWidget *parent = nullptr);
-};
-
-class PLVMEMPanelView : public PLVTextPanelView
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE explicit PLVMEMPanelView(QWidget *parent = nullptr);
 };

@@ -125,10 +125,22 @@ TEST(Modules, TheMemoryModulePublishesMemoryInUseAndTheLargestProcesses)
         << value(mem, "memTotalText").toString().toStdString();
     EXPECT_EQ(value(mem, "memHistory").toList().size(), 350);
 
+    // Largest first, and this process among them (a compiler running beside
+    // the tests may well be larger).
     const QVariantList top = value(mem, "memTopProcesses").toList();
     ASSERT_FALSE(top.isEmpty());
-    EXPECT_EQ(top.first().toMap().value(QStringLiteral("pid")).toLongLong(), QCoreApplication::applicationPid());
-    EXPECT_GE(top.first().toMap().value(QStringLiteral("residentSize")).toULongLong(), quint64(ballast.size()));
+    quint64 previous = ~quint64(0);
+    bool found = false;
+    for (const QVariant &entry : top) {
+        const QVariantMap p = entry.toMap();
+        EXPECT_LE(p.value(QStringLiteral("residentSize")).toULongLong(), previous);
+        previous = p.value(QStringLiteral("residentSize")).toULongLong();
+        if (p.value(QStringLiteral("pid")).toLongLong() == QCoreApplication::applicationPid()) {
+            found = true;
+            EXPECT_GE(previous, quint64(ballast.size()));
+        }
+    }
+    EXPECT_TRUE(found) << value(mem, "memTopProcessesText").toString().toStdString();
 
     const QStringList lines = viewLines(mem->statusbarStandAloneView());
     ASSERT_FALSE(lines.isEmpty());

@@ -1,0 +1,74 @@
+#include "PLVTextViews.h"
+
+#include "PLVCommon/platform/PLVClassRegistry.h"
+
+#include <QApplication>
+#include <QPainter>
+
+PLV_REGISTER_CLASS(PLVTextStatusbarView)
+PLV_REGISTER_CLASS(PLVTextPanelView)
+
+void PLVTextLines::update(const PLVModelData &data)
+{
+    lines.clear();
+    for (int i = 0; i < textKeys.size(); ++i) {
+        const QString value = data.value(textKeys[i]).toString();
+        const QString label = textLabels.value(i);
+        lines << (label.isEmpty() ? value : label + QLatin1Char(' ') + value);
+    }
+}
+
+void PLVTextLines::draw(QPainter &painter, const QRectF &bounds, const QColor &color) const
+{
+    const QFont font = QApplication::font();
+    QFont bold = font;
+    bold.setBold(true);
+    QStringList all = lines;
+    if (!title.isEmpty())
+        all.prepend(title);
+    // From the top edge down: in bottom-left coordinates the top is the largest y.
+    qreal y = bounds.height();
+    for (int i = 0; i < all.size(); ++i) {
+        const QFont &f = (i == 0 && !title.isEmpty()) ? bold : font;
+        const qreal h = PLVView::sizeOfString(all[i], f).height();
+        y -= h;
+        if (y < -h / 2)
+            break;
+        PLVView::drawString(painter, all[i], QPointF(2, y), f, color);
+    }
+}
+
+PLVTextLines *PLVTextLines::of(QWidget *view)
+{
+    if (auto *s = qobject_cast<PLVTextStatusbarView *>(view))
+        return &s->text;
+    if (auto *p = qobject_cast<PLVTextPanelView *>(view))
+        return &p->text;
+    return nullptr;
+}
+
+PLVTextStatusbarView::PLVTextStatusbarView(QWidget *parent) : PLVGenericStatusbarview(parent) {}
+
+void PLVTextStatusbarView::updateView()
+{
+    text.update(modelData());
+    setNeedsDisplay();
+}
+
+void PLVTextStatusbarView::drawRect(QPainter &painter, const QRectF &)
+{
+    text.draw(painter, bounds(), palette().color(QPalette::WindowText));
+}
+
+PLVTextPanelView::PLVTextPanelView(QWidget *parent) : PLVGenericStatusbarCompactExpandedView(parent) {}
+
+void PLVTextPanelView::updateView()
+{
+    text.update(modelData());
+    setNeedsDisplay();
+}
+
+void PLVTextPanelView::drawRect(QPainter &painter, const QRectF &)
+{
+    text.draw(painter, bounds(), palette().color(QPalette::WindowText));
+}
