@@ -1,7 +1,6 @@
 #include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVModulesDictionary.h"
 #include "PLVCommon/core/PLVTimer.h"
-#include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/platform/PLVDispatch.h"
 #include "PLVCommon/platform/PLVNotificationCenter.h"
 #include "PLVCommon/shared/UserDefaultsExtras.h"
@@ -15,71 +14,67 @@
 #include <atomic>
 #include <cmath>
 
-using plvtest::waitUntil;
-
 namespace {
 
-// Records the order and threads of its two update hooks.
+// Counts its update hooks and notes where and in which order they ran.
 class CountingController : public PLVGenericModuleController
 {
-    Q_OBJECT
 public:
-    Q_INVOKABLE explicit CountingController(QObject *parent = nullptr) : PLVGenericModuleController(parent) {}
     void updateModel() override
     {
-        models.fetch_add(1);
-        if (PLVDispatch::isMainThread())
-            modelOnMain = true;
+        ++models;
+        faults += PLVDispatch::isMainThread();
     }
     void updateViews() override
     {
-        views.fetch_add(1);
-        if (!PLVDispatch::isMainThread())
-            viewOffMain = true;
-        // The views of an update come after its model step.
-        if (views.load() > models.load())
-            outOfOrder = true;
+        ++views;
+        faults += !PLVDispatch::isMainThread() || views > models; // views after their model step
         if (log)
             log->append(name);
     }
-    std::atomic<int> models{0};
-    std::atomic<int> views{0};
-    std::atomic<bool> modelOnMain{false};
-    std::atomic<bool> viewOffMain{false};
-    std::atomic<bool> outOfOrder{false};
+    std::atomic<int> models{0}, views{0}, faults{0};
     QStringList *log = nullptr;
     QString name;
 };
 
-// Lets every queued update run to its end: model steps on the global queue,
-// then the view steps they queued on the main thread.
-void settle(PLVTimer &)
+void setInterval(const QVariant &seconds)
 {
-    for (int i = 0; i < 3; ++i) {
-        PLVDispatch::drainGlobal();
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
+    UserDefaultsExtras::updateThePrefDicoWithObject(seconds, QStringLiteral("plvSlideInterval"));
 }
 
+void post(const char *name) { PLVNotificationCenter::defaultCenter()->postNotificationName(QLatin1String(name)); }
+
+// A timer over a table of counting modules; a long interval so that only the
+// ticks a test causes happen.
 struct Rig {
     plvtest::TempGroupContainer container;
     PLVModulesDictionary modules;
     PLVTimer timer;
     QList<CountingController *> controllers;
 
-    CountingController *add(const QString &id)
+    explicit Rig(const QStringList &ids, double interval = 1000)
     {
-        auto *c = new CountingController;
-        c->init();
-        c->name = id;
-        modules.insert(id, c);
-        controllers << c;
-        return c;
-    }
-    void start()
-    {
+        setInterval(interval);
+        for (const QString &id : ids) {
+            auto *c = new CountingController;
+            c->init();
+            c->name = id;
+            modules.insert(id, c);
+            controllers << c;
+        }
         timer.setModules(&modules);
         timer.init();
+        for (const QString &id : ids)
+            timer.addModule(id);
+        settle();
+    }
+    // Lets every queued update end: model steps, then the view steps they queued.
+    static void settle()
+    {
+        for (int i = 0; i < 3; ++i) {
+            PLVDispatch::drainGlobal();
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        }
     }
 };
 
@@ -88,105 +83,78 @@ struct Rig {
 TEST(Timer, IntervalFollowsTheSettingWithTheTwoSecondFallback)
 {
     plvtest::TempGroupContainer container;
-    {
+    const struct {
+        QVariant stored;
+        float expected;
+    } cases[] = {{QVariant(), 2.0f}, {-5.0, 2.0f}, {0.25, 0.25f}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.stored.toString().toStdString());
+        setInterval(c.stored);
         PLVTimer timer;
         timer.init();
-        EXPECT_FLOAT_EQ(timer.timerInterval(), 2.0f) << "nothing stored";
+        EXPECT_FLOAT_EQ(timer.timerInterval(), c.expected);
         EXPECT_TRUE(timer.isRunning());
     }
-    {
-        UserDefaultsExtras::updateThePrefDicoWithDouble(-5.0, QStringLiteral("plvSlideInterval"));
-        PLVTimer timer;
-        timer.init();
-        EXPECT_FLOAT_EQ(timer.timerInterval(), 2.0f) << "negative";
-    }
-    {
-        // A stored 0 equals the 0 a new timer starts from: the clock never
-        // starts. Changed to 0 while running, it falls back to 2 s.
-        UserDefaultsExtras::updateThePrefDicoWithDouble(0.0, QStringLiteral("plvSlideInterval"));
-        PLVTimer timer;
-        timer.init();
-        EXPECT_FALSE(timer.isRunning());
-        EXPECT_FLOAT_EQ(timer.timerInterval(), 0.0f);
-        UserDefaultsExtras::updateThePrefDicoWithDouble(5.0, QStringLiteral("plvSlideInterval"));
-        timer.timerChanged();
-        EXPECT_TRUE(timer.isRunning());
-        UserDefaultsExtras::updateThePrefDicoWithDouble(0.0, QStringLiteral("plvSlideInterval"));
-        timer.timerChanged();
-        EXPECT_FLOAT_EQ(timer.timerInterval(), 2.0f);
-        EXPECT_TRUE(timer.isRunning());
-    }
-    {
-        UserDefaultsExtras::updateThePrefDicoWithDouble(0.25, QStringLiteral("plvSlideInterval"));
-        PLVTimer timer;
-        timer.init();
-        EXPECT_FLOAT_EQ(timer.timerInterval(), 0.25f);
-    }
-    {
-        // NaN is not "at most 0", so it stays; the clock still ticks at a sane pace.
-        UserDefaultsExtras::updateThePrefDicoWithDouble(std::nan(""), QStringLiteral("plvSlideInterval"));
-        PLVTimer timer;
-        timer.init();
-        EXPECT_TRUE(std::isnan(timer.timerInterval()));
-        EXPECT_TRUE(timer.isRunning());
-    }
+    // NaN is not "at most 0", so it stays; the clock still runs.
+    setInterval(std::nan(""));
+    PLVTimer nan;
+    nan.init();
+    EXPECT_TRUE(std::isnan(nan.timerInterval()));
+    EXPECT_TRUE(nan.isRunning());
+
+    // A stored 0 equals the 0 a new timer starts from: the clock never starts.
+    // Changed to 0 while running, it falls back to 2 s.
+    setInterval(0.0);
+    PLVTimer zero;
+    zero.init();
+    EXPECT_FALSE(zero.isRunning());
+    setInterval(5.0);
+    zero.timerChanged();
+    setInterval(0.0);
+    zero.timerChanged();
+    EXPECT_FLOAT_EQ(zero.timerInterval(), 2.0f);
+    EXPECT_TRUE(zero.isRunning());
 }
 
 TEST(Timer, IntervalNotificationRestartsOnlyOnAChange)
 {
-    Rig rig;
-    UserDefaultsExtras::updateThePrefDicoWithDouble(1000, QStringLiteral("plvSlideInterval"));
-    CountingController *c = rig.add(QStringLiteral("a"));
-    rig.start();
-    rig.timer.addModule(QStringLiteral("a"));
-    settle(rig.timer);
-    const int afterAdd = c->views.load();
-    EXPECT_EQ(afterAdd, 1) << "a new module gets exactly one update at once";
+    Rig rig({QStringLiteral("a")});
+    CountingController *c = rig.controllers.first();
+    EXPECT_EQ(c->views, 1) << "a new module gets exactly one update at once";
 
-    // Same value: nothing restarts, no extra tick.
-    PLVNotificationCenter::defaultCenter()->postNotificationName(QStringLiteral("PLVUpdateTimerValue"));
-    settle(rig.timer);
-    EXPECT_EQ(c->views.load(), afterAdd);
+    post("PLVUpdateTimerValue"); // same value: no restart, no tick
+    Rig::settle();
+    EXPECT_EQ(c->views, 1);
 
-    // A new value restarts the clock, which ticks at once.
-    UserDefaultsExtras::updateThePrefDicoWithDouble(2000, QStringLiteral("plvSlideInterval"));
-    PLVNotificationCenter::defaultCenter()->postNotificationName(QStringLiteral("PLVUpdateTimerValue"));
-    settle(rig.timer);
-    EXPECT_EQ(c->views.load(), afterAdd + 1);
-    EXPECT_FLOAT_EQ(rig.timer.timerInterval(), 2000.0f);
+    setInterval(2000); // a new value restarts the clock, which ticks at once
+    post("PLVUpdateTimerValue");
+    Rig::settle();
+    EXPECT_EQ(c->views, 2);
 
-    // With nothing stored, every notification restarts (-1 never equals the 2 s in force).
-    UserDefaultsExtras::updateThePrefDicoWithObject(QVariant(), QStringLiteral("plvSlideInterval"));
-    PLVNotificationCenter::defaultCenter()->postNotificationName(QStringLiteral("PLVUpdateTimerValue"));
-    PLVNotificationCenter::defaultCenter()->postNotificationName(QStringLiteral("PLVUpdateTimerValue"));
-    settle(rig.timer);
-    EXPECT_EQ(c->views.load(), afterAdd + 3);
+    setInterval(QVariant()); // nothing stored: -1 never equals the 2 s in force
+    post("PLVUpdateTimerValue");
+    post("PLVUpdateTimerValue");
+    Rig::settle();
+    EXPECT_EQ(c->views, 4);
     EXPECT_FLOAT_EQ(rig.timer.timerInterval(), 2.0f);
 }
 
 TEST(Timer, WindowOpenRunsOneExtraTickForEveryModuleInOrder)
 {
-    Rig rig;
-    UserDefaultsExtras::updateThePrefDicoWithDouble(1000, QStringLiteral("plvSlideInterval"));
+    const QStringList ids{QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")};
+    Rig rig(ids);
     QStringList log;
-    for (const char *id : {"one", "two", "three"})
-        rig.add(QString::fromLatin1(id))->log = &log;
-    rig.start();
-    for (const char *id : {"one", "two", "three"})
-        rig.timer.addModule(QString::fromLatin1(id));
+    for (CountingController *c : rig.controllers)
+        c->log = &log;
     rig.timer.addModule(QStringLiteral("two")); // known: ignored
-    EXPECT_EQ(rig.timer.timersArray(), (QStringList{QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")}));
-    settle(rig.timer);
-    log.clear();
+    EXPECT_EQ(rig.timer.timersArray(), ids);
 
-    PLVNotificationCenter::defaultCenter()->postNotificationName(QStringLiteral("TCWindowDidOpen"));
-    settle(rig.timer);
+    post("TCWindowDidOpen");
+    Rig::settle();
     for (CountingController *c : rig.controllers) {
-        EXPECT_EQ(c->models.load(), 2) << c->name.toStdString();
-        EXPECT_EQ(c->views.load(), 2) << c->name.toStdString();
-        EXPECT_FALSE(c->modelOnMain.load());
-        EXPECT_FALSE(c->viewOffMain.load());
-        EXPECT_FALSE(c->outOfOrder.load());
+        EXPECT_EQ(c->models, 2) << c->name.toStdString();
+        EXPECT_EQ(c->views, 2) << c->name.toStdString();
+        EXPECT_EQ(c->faults, 0) << "model off the main thread, views on it and after";
     }
     EXPECT_EQ(log.size(), 3);
     EXPECT_FLOAT_EQ(rig.timer.timerInterval(), 1000.0f) << "the schedule is untouched";
@@ -194,65 +162,51 @@ TEST(Timer, WindowOpenRunsOneExtraTickForEveryModuleInOrder)
 
 TEST(Timer, RemovedAndMissingModulesAreSkipped)
 {
-    Rig rig;
-    UserDefaultsExtras::updateThePrefDicoWithDouble(1000, QStringLiteral("plvSlideInterval"));
-    CountingController *kept = rig.add(QStringLiteral("kept"));
-    rig.add(QStringLiteral("dropped"));
-    rig.start();
-    rig.timer.addModule(QStringLiteral("kept"));
-    rig.timer.addModule(QStringLiteral("dropped"));
+    Rig rig({QStringLiteral("kept"), QStringLiteral("dropped")});
+    CountingController *kept = rig.controllers.first();
     rig.timer.addModule(QStringLiteral("never-loaded")); // in the timer, not in the table
-    rig.timer.removeModule(QStringLiteral("unknown"));    // nothing happens
-    settle(rig.timer);
-
-    rig.modules.remove(QStringLiteral("dropped")); // deleted once no update holds it
+    rig.timer.removeModule(QStringLiteral("unknown"));
+    rig.modules.remove(QStringLiteral("dropped"));
     rig.timer.updateModuleFromTimer();
-    settle(rig.timer);
-    EXPECT_EQ(kept->views.load(), 2);
+    Rig::settle();
+    EXPECT_EQ(kept->views, 2);
 
     rig.timer.removeModule(QStringLiteral("kept"));
     rig.timer.updateModuleFromTimer();
-    settle(rig.timer);
-    EXPECT_EQ(kept->views.load(), 2);
+    Rig::settle();
+    EXPECT_EQ(kept->views, 2);
     EXPECT_EQ(rig.timer.timersArray(), (QStringList{QStringLiteral("dropped"), QStringLiteral("never-loaded")}));
 }
 
-TEST(Timer, TicksComeByThemselvesAtTheInterval)
+TEST(Timer, TicksComeByThemselvesUntilTheClockEnds)
 {
-    Rig rig;
-    UserDefaultsExtras::updateThePrefDicoWithDouble(0.02, QStringLiteral("plvSlideInterval"));
-    CountingController *c = rig.add(QStringLiteral("a"));
-    rig.start();
-    rig.timer.addModule(QStringLiteral("a"));
-    ASSERT_TRUE(waitUntil([&] { return c->views.load() >= 5; }));
+    Rig rig({QStringLiteral("a")}, 0.02);
+    CountingController *c = rig.controllers.first();
+    ASSERT_TRUE(plvtest::waitUntil([&] { return c->views >= 5; }));
     rig.timer.endTimer();
-    EXPECT_FALSE(rig.timer.isRunning());
-    settle(rig.timer);
-    const int stopped = c->views.load();
+    Rig::settle();
+    const int stopped = c->views;
     QThread::msleep(100);
-    settle(rig.timer);
-    EXPECT_EQ(c->views.load(), stopped);
+    Rig::settle();
+    EXPECT_EQ(c->views, stopped);
 }
 
 TEST(Timer, AControllerRemovedDuringItsModelUpdateLivesUntilTheUpdateEnds)
 {
-    plvtest::TempGroupContainer container;
-    UserDefaultsExtras::updateThePrefDicoWithDouble(1000, QStringLiteral("plvSlideInterval"));
-
     class Slow : public PLVGenericModuleController
     {
     public:
-        std::atomic<bool> *entered = nullptr;
-        std::atomic<bool> *release = nullptr;
-        std::atomic<bool> *destroyed = nullptr;
+        std::atomic<bool> *entered, *release, *destroyed;
         ~Slow() override { *destroyed = true; }
         void updateModel() override
         {
             *entered = true;
-            while (!release->load())
+            while (!*release)
                 QThread::msleep(1);
         }
     };
+    plvtest::TempGroupContainer container;
+    setInterval(1000);
     std::atomic<bool> entered{false}, release{false}, destroyed{false};
     PLVModulesDictionary modules;
     auto *slow = new Slow;
@@ -264,12 +218,10 @@ TEST(Timer, AControllerRemovedDuringItsModelUpdateLivesUntilTheUpdateEnds)
     timer.setModules(&modules);
     timer.init();
     timer.addModule(QStringLiteral("slow"));
-    ASSERT_TRUE(waitUntil([&] { return entered.load(); }));
+    ASSERT_TRUE(plvtest::waitUntil([&] { return entered.load(); }));
     modules.remove(QStringLiteral("slow"));
     QCoreApplication::processEvents();
-    EXPECT_FALSE(destroyed.load()) << "the running update still holds it";
+    EXPECT_FALSE(destroyed) << "the running update still holds it";
     release = true;
-    ASSERT_TRUE(waitUntil([&] { return destroyed.load(); }));
+    ASSERT_TRUE(plvtest::waitUntil([&] { return destroyed.load(); }));
 }
-
-#include "test_timer.moc"

@@ -156,38 +156,37 @@ TEST(Plist, WriteIsAtomicPrivateAndRefusesValuesItCannotHold)
     EXPECT_EQ(PLVPlist::readDictionary(path).toMap().keys(), QStringList{QStringLiteral("b")});
 }
 
-TEST(Plist, EmptyMalformedAndNonDictionaryInputIsInvalid)
+TEST(Plist, EmptyMalformedTruncatedOversizedAndNonDictionaryInputIsInvalid)
 {
-    EXPECT_FALSE(PLVPlist::fromData(QByteArray()).isValid());
-    EXPECT_FALSE(PLVPlist::fromData("   \n").isValid());
-    EXPECT_FALSE(PLVPlist::fromData("not a plist at all").isValid());
-    EXPECT_FALSE(PLVPlist::fromData("<plist><dict><key>a</key></dict></plist>").isValid()) << "key without value";
-    EXPECT_FALSE(PLVPlist::fromData("<plist><dict><key>a</key><integer>1</integer>").isValid());
-    EXPECT_FALSE(PLVPlist::fromData("<plist><dict><!-- never closed").isValid());
-    EXPECT_FALSE(PLVPlist::fromData("<plist><dict><integer>1</integer></dict></plist>").isValid()) << "value without key";
-    EXPECT_FALSE(PLVPlist::fromData("<plist><dict><key>a</key><key>b</key><true/></dict></plist>").isValid());
-    EXPECT_FALSE(PLVPlist::fromData("<plist><array></dict></plist>").isValid());
+    for (const char *bad : {"", "   \n", "not a plist at all", "bplist00",
+                            "<plist><dict><key>a</key></dict></plist>",            // key without value
+                            "<plist><dict><integer>1</integer></dict></plist>",    // value without key
+                            "<plist><dict><key>a</key><key>b</key><true/></dict></plist>",
+                            "<plist><array></dict></plist>", "<plist><dict><!-- never closed"})
+        EXPECT_FALSE(PLVPlist::fromData(bad).isValid()) << bad;
     EXPECT_TRUE(PLVPlist::fromData("<plist><dict><key>a</key><true/><key>b</key><dict/></dict></plist>").isValid());
-    EXPECT_FALSE(PLVPlist::fromData("bplist00").isValid());
     EXPECT_FALSE(PLVPlist::readFile(QStringLiteral("/nonexistent/file.plist")).isValid());
 
     const QString arrayRoot = fixturePath(QStringLiteral("plist/array-root.plist"));
     EXPECT_EQ(PLVPlist::readFile(arrayRoot).toList().size(), 3);
     EXPECT_FALSE(PLVPlist::readDictionary(arrayRoot).isValid());
-}
 
-TEST(Plist, EveryTruncationOfAValidFileIsInvalid)
-{
+    // Every cut of a valid file before its root closes.
     const QByteArray bin = plvtest::readFile(fixturePath(QStringLiteral("plist/all-types.bplist")));
-    ASSERT_FALSE(bin.isEmpty());
+    const QByteArray xml = plvtest::readFile(fixturePath(QStringLiteral("plist/all-types.xml.plist")));
     for (int n = 0; n < bin.size(); ++n)
         EXPECT_FALSE(PLVPlist::fromData(bin.left(n)).isValid()) << "binary cut at " << n;
-
-    const QByteArray xml = plvtest::readFile(fixturePath(QStringLiteral("plist/all-types.xml.plist")));
-    const int rootClose = xml.lastIndexOf("</dict>");
-    ASSERT_GT(rootClose, 0);
-    for (int n = 0; n < rootClose; ++n)
+    for (int n = 0; n < xml.lastIndexOf("</dict>"); ++n)
         EXPECT_FALSE(PLVPlist::fromData(xml.left(n)).isValid()) << "xml cut at " << n;
+
+    // Too large to be a settings file: refused without reading it.
+    QTemporaryDir dir;
+    QFile huge(dir.filePath(QStringLiteral("huge.plist")));
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly));
+    huge.write("<?xml version=\"1.0\"?><plist><dict>");
+    ASSERT_TRUE(huge.resize(PLVPlist::kMaxFileSize + 1)); // sparse
+    huge.close();
+    EXPECT_FALSE(PLVPlist::readFile(huge.fileName()).isValid());
 }
 
 TEST(Plist, CorruptedBytesNeverCrashAndOnlyPassTheGuardWhenParsed)
@@ -212,14 +211,13 @@ TEST(Plist, CorruptedBytesNeverCrashAndOnlyPassTheGuardWhenParsed)
     EXPECT_LT(parsed, 3000);
 }
 
-TEST(Plist, DeepNestingIsRejectedBeforeItCanExhaustTheStack)
+TEST(Plist, DeepNestingCyclesAndSharedObjectExplosionsAreRejected)
 {
     EXPECT_TRUE(PLVPlist::fromData(nestedXml(100)).isValid());
     EXPECT_FALSE(PLVPlist::fromData(nestedXml(PLVPlist::kMaxDepth + 1)).isValid());
-    EXPECT_FALSE(PLVPlist::fromData(nestedXml(200000)).isValid());
+    EXPECT_FALSE(PLVPlist::fromData(nestedXml(200000)).isValid()) << "would overflow the parser's stack";
 
-    // Binary: a chain of arrays each holding the next.
-    auto chain = [](quint32 depth) {
+    auto chain = [](quint32 depth) { // arrays each holding the next
         std::vector<std::vector<quint32>> objects(depth);
         for (quint32 i = 0; i + 1 < depth; ++i)
             objects[i] = {i + 1};
@@ -227,40 +225,17 @@ TEST(Plist, DeepNestingIsRejectedBeforeItCanExhaustTheStack)
     };
     EXPECT_TRUE(PLVPlist::fromData(chain(50)).isValid());
     EXPECT_FALSE(PLVPlist::fromData(chain(200000)).isValid());
-}
-
-TEST(Plist, BinaryCyclesAndSharedObjectExplosionsAreRejected)
-{
-    // An array that contains itself.
-    EXPECT_FALSE(PLVPlist::fromData(binaryArrays({{0}}, 0)).isValid());
-    // Two arrays referring to each other.
+    EXPECT_FALSE(PLVPlist::fromData(binaryArrays({{0}}, 0)).isValid()) << "an array that contains itself";
     EXPECT_FALSE(PLVPlist::fromData(binaryArrays({{1}, {0}}, 0)).isValid());
-    // A reference past the object table.
-    EXPECT_FALSE(PLVPlist::fromData(binaryArrays({{7}}, 0)).isValid());
+    EXPECT_FALSE(PLVPlist::fromData(binaryArrays({{7}}, 0)).isValid()) << "a reference past the table";
 
-    // 40 levels, each array holding the next level twice: 2^40 nodes once expanded.
-    std::vector<std::vector<quint32>> dag(41);
-    for (quint32 i = 0; i < 40; ++i)
-        dag[i] = {i + 1, i + 1};
-    EXPECT_FALSE(PLVPlist::fromData(binaryArrays(dag, 0)).isValid());
-    // The same shape over 6 levels is small and fine.
-    std::vector<std::vector<quint32>> small(7);
-    for (quint32 i = 0; i < 6; ++i)
-        small[i] = {i + 1, i + 1};
-    const QVariant ok = PLVPlist::fromData(binaryArrays(small, 0));
-    ASSERT_TRUE(ok.isValid());
-    EXPECT_EQ(ok.toList().size(), 2);
-}
-
-TEST(Plist, OversizedFilesAreRefusedWithoutReadingThem)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("huge.plist"));
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("<?xml version=\"1.0\"?><plist><dict>");
-    ASSERT_TRUE(f.resize(PLVPlist::kMaxFileSize + 1)); // sparse
-    f.close();
-    EXPECT_FALSE(PLVPlist::readFile(path).isValid());
-    EXPECT_FALSE(PLVPlist::readDictionary(path).isValid());
+    // Each level holding the next twice: 2^40 nodes once expanded, but 2^6 is fine.
+    auto doubling = [](quint32 levels) {
+        std::vector<std::vector<quint32>> dag(levels + 1);
+        for (quint32 i = 0; i < levels; ++i)
+            dag[i] = {i + 1, i + 1};
+        return binaryArrays(dag, 0);
+    };
+    EXPECT_FALSE(PLVPlist::fromData(doubling(40)).isValid());
+    EXPECT_EQ(PLVPlist::fromData(doubling(6)).toList().size(), 2);
 }

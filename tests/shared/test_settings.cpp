@@ -159,91 +159,68 @@ TEST(Settings, ACorruptStoreReadsEmptyAndIsKeptAsideOnTheNextWrite)
     EXPECT_EQ(now.size(), 2);
 }
 
-TEST(Settings, UnreadableStoresReadEmptyAndEmptyFilesAreSimplyReplaced)
+TEST(Settings, UnreadableStoresAreKeptAsideButEmptyFilesSimplyReplaced)
 {
-    {
-        // A folder where the file should be cannot be read as a store.
-        TempGroupContainer container;
-        const QString prefs = container.preferencesFile();
-        ASSERT_TRUE(PLVGroupContainer::ensureFolder(prefs));
-        EXPECT_TRUE(UserDefaultsExtras::appUserDefaults().dictionaryRepresentation().isEmpty());
-        UserDefaultsExtras::updateThePrefDicoWithInteger(1, QStringLiteral("a"));
-        EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("a")).toLongLong(), 1);
-        const QFileInfo fi(prefs);
-        EXPECT_EQ(QDir(fi.absolutePath()).entryList({fi.fileName() + QStringLiteral(".corrupt-*")}, QDir::Dirs).size(), 1);
-    }
-    {
-        TempGroupContainer container;
-        const QString prefs = container.preferencesFile();
-        ASSERT_TRUE(PLVGroupContainer::ensureFolder(QFileInfo(prefs).absolutePath()));
-        ASSERT_TRUE(plvtest::writeFile(prefs, QByteArray()));
-        EXPECT_TRUE(UserDefaultsExtras::appUserDefaults().dictionaryRepresentation().isEmpty());
-        UserDefaultsExtras::updateThePrefDicoWithInteger(1, QStringLiteral("a"));
-        EXPECT_TRUE(corruptCopies(prefs).isEmpty()) << "an empty file holds nothing worth keeping";
-        EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("a")).toLongLong(), 1);
-    }
+    TempGroupContainer folderInstead; // a folder where the file should be cannot be read
+    const QString prefs = folderInstead.preferencesFile();
+    ASSERT_TRUE(PLVGroupContainer::ensureFolder(prefs));
+    EXPECT_TRUE(UserDefaultsExtras::appUserDefaults().dictionaryRepresentation().isEmpty());
+    UserDefaultsExtras::updateThePrefDicoWithInteger(1, QStringLiteral("a"));
+    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("a")).toLongLong(), 1);
+    EXPECT_EQ(QDir(QFileInfo(prefs).absolutePath()).entryList({QStringLiteral("*.corrupt-*")}, QDir::Dirs).size(), 1);
+
+    TempGroupContainer empty;
+    ASSERT_TRUE(PLVGroupContainer::ensureFolder(QFileInfo(empty.preferencesFile()).absolutePath()));
+    ASSERT_TRUE(plvtest::writeFile(empty.preferencesFile(), QByteArray()));
+    UserDefaultsExtras::updateThePrefDicoWithInteger(1, QStringLiteral("a"));
+    EXPECT_TRUE(corruptCopies(empty.preferencesFile()).isEmpty()) << "an empty file holds nothing worth keeping";
+    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("a")).toLongLong(), 1);
 }
 
 TEST(Settings, MigrationCopiesTheOldFileOnceAndAlwaysCreatesTheGroupFile)
 {
-    TempGroupContainer container;
     const QString legacy = UserDefaultsExtras::legacyPreferencesFilePath();
-    ASSERT_TRUE(legacy.endsWith(QStringLiteral("/com.tallowcrest.cobaltwing.plist")));
-    ASSERT_TRUE(legacy.startsWith(QString::fromLocal8Bit(qgetenv("XDG_CONFIG_HOME"))));
+    ASSERT_EQ(legacy, QString::fromLocal8Bit(qgetenv("XDG_CONFIG_HOME")) + QStringLiteral("/com.tallowcrest.cobaltwing.plist"));
     QDir().mkpath(QFileInfo(legacy).absolutePath());
+    {
+        // Neither file: an empty group file, and the migration is never tried again.
+        TempGroupContainer container;
+        QFile::remove(legacy);
+        UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
+        EXPECT_TRUE(PLVPlist::readDictionary(container.preferencesFile()).isValid());
+        PLVPlist::writeFile(legacy, QVariantMap{{QStringLiteral("tooLate"), 1}});
+        UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
+        EXPECT_FALSE(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("tooLate")).isValid());
+    }
+    TempGroupContainer container;
     ASSERT_TRUE(PLVPlist::writeFile(legacy, QVariantMap{{QStringLiteral("plvSlideInterval"), 3.0},
                                                         {QStringLiteral("com.tallowcrest.plvMEM"),
                                                          QVariantMap{{QStringLiteral("todayWidget"), 1}}}}));
-
     UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
-    EXPECT_TRUE(UserDefaultsExtras::urlPathToPreferencesGroup());
     EXPECT_DOUBLE_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("plvSlideInterval")).toDouble(), 3.0);
     EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("com.tallowcrest.plvMEM")).toMap()
                   .value(QStringLiteral("todayWidget")).toLongLong(), 1);
-
     // Once the group file exists the old file is never read again.
-    UserDefaultsExtras::updateThePrefDicoWithDouble(5.0, QStringLiteral("plvSlideInterval"));
-    PLVPlist::writeFile(legacy, QVariantMap{{QStringLiteral("plvSlideInterval"), 9.0}, {QStringLiteral("late"), 1}});
+    PLVPlist::writeFile(legacy, QVariantMap{{QStringLiteral("late"), 1}});
     UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
-    EXPECT_DOUBLE_EQ(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("plvSlideInterval")).toDouble(), 5.0);
     EXPECT_FALSE(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("late")).isValid());
-}
-
-TEST(Settings, MigrationWithNeitherFileCreatesAnEmptyGroupFileAndIsNotRetried)
-{
-    TempGroupContainer container;
-    const QString legacy = UserDefaultsExtras::legacyPreferencesFilePath();
-    QFile::remove(legacy);
-    UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
-    ASSERT_TRUE(QFileInfo::exists(container.preferencesFile()));
-    EXPECT_TRUE(PLVPlist::readDictionary(container.preferencesFile()).toMap().isEmpty());
-    EXPECT_TRUE(PLVPlist::readDictionary(container.preferencesFile()).isValid());
-
-    QDir().mkpath(QFileInfo(legacy).absolutePath());
-    PLVPlist::writeFile(legacy, QVariantMap{{QStringLiteral("tooLate"), 1}});
-    UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
-    EXPECT_FALSE(UserDefaultsExtras::getValueFromThePrefDico(QStringLiteral("tooLate")).isValid());
     QFile::remove(legacy);
 }
 
 TEST(Settings, ContainerLocationFollowsTheOverrideThenXdgDataHome)
 {
+    const QString group = QStringLiteral("/group-containers/Q4HZ8RMW2C.com.tallowcrest.cobaltwing");
     {
         plvtest::ScopedEnv override("PLV_GROUP_CONTAINER", "/tmp/some/where/");
-        EXPECT_EQ(PLVGroupContainer::containerPath(), QStringLiteral("/tmp/some/where"));
         EXPECT_EQ(PLVGroupContainer::notificationsFolderPath(), QStringLiteral("/tmp/some/where/Library/Notifications"));
     }
     plvtest::ScopedEnv noOverride("PLV_GROUP_CONTAINER", QByteArray());
+    plvtest::ScopedEnv home("HOME", "/home/someone");
     {
         plvtest::ScopedEnv data("XDG_DATA_HOME", "/srv/data");
         EXPECT_EQ(PLVGroupContainer::preferencesFilePath(),
-                  QStringLiteral("/srv/data/group-containers/Q4HZ8RMW2C.com.tallowcrest.cobaltwing/Library/Preferences/"
-                                 "Q4HZ8RMW2C.com.tallowcrest.cobaltwing.plist"));
+                  QStringLiteral("/srv/data") + group + QStringLiteral("/Library/Preferences/Q4HZ8RMW2C.com.tallowcrest.cobaltwing.plist"));
     }
-    {
-        plvtest::ScopedEnv relative("XDG_DATA_HOME", "relative/ignored");
-        plvtest::ScopedEnv home("HOME", "/home/someone");
-        EXPECT_EQ(PLVGroupContainer::containerPath(),
-                  QStringLiteral("/home/someone/.local/share/group-containers/Q4HZ8RMW2C.com.tallowcrest.cobaltwing"));
-    }
+    plvtest::ScopedEnv relative("XDG_DATA_HOME", "relative/ignored");
+    EXPECT_EQ(PLVGroupContainer::containerPath(), QStringLiteral("/home/someone/.local/share") + group);
 }
