@@ -7,7 +7,7 @@
 
 #include <optional>
 
-// Desktop applications as the XDG specifications describe them: desktop entries
+// Desktop applications as freedesktop.org defines them: desktop entries
 // in <data dir>/applications for every XDG data dir ($XDG_DATA_HOME first, then
 // $XDG_DATA_DIRS), and their icons in the icon themes under <data dir>/icons
 // and in <data dir>/pixmaps.
