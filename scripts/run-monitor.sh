@@ -5,5 +5,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 cmake --preset release >/dev/null
-cmake --build --preset release --target plvmonitor all
+cmake --build --preset release --target plvmonitor plv_modules
 exec build/release/bin/plvmonitor "$@"
