@@ -43,7 +43,13 @@ PLVNotificationCenter::PLVNotificationCenter() : d(std::make_unique<Private>())
     qRegisterMetaType<PLVNotification>();
 }
 
-PLVNotificationCenter::~PLVNotificationCenter() = default;
+PLVNotificationCenter::~PLVNotificationCenter()
+{
+    // The tokens of function observers belong to the centre.
+    for (const Entry &e : d->entries)
+        if (e.block)
+            delete e.observer;
+}
 
 PLVNotificationCenter *PLVNotificationCenter::defaultCenter()
 {
