@@ -1,8 +1,7 @@
 #pragma once
-// Shared by the process tests: the fixture tree and what both samplers must
-// read from it, writable copies of it, and real child processes to shape and reap.
+// Shared by the process tests: the fixture tree and what both samplers must read
+// from it, writable copies of it, and real child processes to shape and reap.
 #include "PLVCommon/linux/PLVProcessReader.h"
-#include "PLVCommon/linux/PLVSysFile.h"
 
 #include "support/PLVTest.h"
 
@@ -18,22 +17,22 @@
 
 namespace proctest {
 
-inline PLVSysRoot fixtureRoot() { return PLVSysRoot(plvtest::fixturePath(QStringLiteral("proc-processes/basic"))); }
+using namespace Qt::Literals::StringLiterals;
+
+inline PLVSysRoot fixtureRoot() { return PLVSysRoot(plvtest::fixturePath(u"proc-processes/basic"_s)); }
 inline double hz() { return double(PLVLinuxClock::clockTicksPerSecond()); }
 inline quint64 page() { return quint64(PLVProcessReader::pageSize()); }
 constexpr double fixtureBootTime = 1700000000; // btime of the fixture's proc/stat
 
-// The readable processes of the fixture in pid order. Left out: 104 (an empty
+// The readable processes of the fixture, in pid order. Left out: 104 (an empty
 // folder: vanished) and 105 (a truncated record).
 struct FixtureProcess {
     qint32 pid;
-    const char *name;      // the executable's file name, else the command name
-    const char *shortName; // the command name
+    const char *name, *shortName; // the executable's file name (else the command name), the command name
     qint32 parent;
     quint64 residentPages;
     int threads;
-    quint64 cpuTicks;      // user + system
-    quint64 startTicks;
+    quint64 cpuTicks, startTicks;
     bool kernelThread;
 };
 inline constexpr FixtureProcess fixtureProcesses[] = {
@@ -42,12 +41,12 @@ inline constexpr FixtureProcess fixtureProcesses[] = {
     {3, "kworker/0:1-events", "kworker/0:1-events", 2, 0, 1, 97, 12, true},
     {100, "fakeapp", "fakeapp", 1, 25000, 4, 400, 50000, false},
     {101, "odd", "my (odd) app) x", 100, 1200, 2, 25, 60000, false},
-    {102, "two\nlines", "two\nlines", 101, 800, 1, 0, 61000, false}, // no executable link
-    {103, "defunct", "defunct", 100, 0, 1, 5, 62000, false},         // zombie
-    {106, "future", "future", 1, 100, 1, 0, 1000000000000, false},   // starts after "now"
+    {102, "two\nlines", "two\nlines", 101, 800, 1, 0, 61000, false},     // no executable link
+    {103, "defunct", "defunct", 100, 0, 1, 5, 62000, false},             // zombie
+    {106, "future", "future", 1, 100, 1, 0, 1000000000000, false},       // starts after "now"
     {107, "updated-tool", "updated-tool", 100, 300, 1, 0, 63000, false}, // executable replaced
     {108, "python3.11", "python3", 1, 2000, 1, 0, 64000, false},
-    {200, "orphaned", "orphaned", 999, 400, 1, 0, 65000, false},     // parent not listed
+    {200, "orphaned", "orphaned", 999, 400, 1, 0, 65000, false},         // parent not listed
 };
 
 // A writable copy of the process fixture owned by the caller, readable by every user.
@@ -56,10 +55,10 @@ class FixtureCopy
 public:
     FixtureCopy()
     {
-        QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), fixtureRoot().path(QStringLiteral("proc")), m_dir.path()});
+        QProcess::execute(u"cp"_s, {u"-a"_s, fixtureRoot().path(u"proc"_s), m_dir.path()});
         ::chmod(QFile::encodeName(m_dir.path()).constData(), 0755);
     }
-    bool isValid() const { return QFileInfo(path(QStringLiteral("proc/100/stat"))).isFile(); }
+    bool isValid() const { return QFileInfo(path(u"proc/100/stat"_s)).isFile(); }
     PLVSysRoot root() const { return PLVSysRoot(m_dir.path()); }
     QString path(const QString &relative) const { return m_dir.path() + QLatin1Char('/') + relative; }
 
@@ -67,8 +66,8 @@ private:
     QTemporaryDir m_dir;
 };
 
-// A forked child that sleeps until killed (or, with exitAtOnce, exits at once
-// and stays an unreaped zombie); reaped by the destructor.
+// A forked child that sleeps until killed, named `name` by the time the
+// constructor returns; with exitAtOnce, it exits and stays an unreaped zombie.
 class Child
 {
 public:
@@ -77,21 +76,18 @@ public:
         int fds[2];
         if (::pipe(fds) != 0)
             return;
-        m_pid = ::fork();
-        if (m_pid == 0) {
+        if ((m_pid = ::fork()) == 0) {
             if (name)
-                ::prctl(PR_SET_NAME, name, 0, 0, 0); // the kernel's command name
-            if (exitAtOnce)
+                ::prctl(PR_SET_NAME, name, 0, 0, 0);
+            if (exitAtOnce || ::write(fds[1], "r", 1) != 1)
                 ::_exit(0);
-            [[maybe_unused]] const ssize_t w = ::write(fds[1], "r", 1);
             for (;;)
                 ::pause();
         }
         ::close(fds[1]);
-        if (m_pid > 0 && !exitAtOnce) {
-            char c;
-            [[maybe_unused]] const ssize_t r = ::read(fds[0], &c, 1); // named before anyone looks
-        }
+        char c;
+        if (m_pid > 0 && !exitAtOnce && ::read(fds[0], &c, 1) != 1)
+            reap();
         ::close(fds[0]);
     }
     ~Child() { reap(); }
@@ -99,23 +95,15 @@ public:
     // Kills and reaps: the pid no longer exists afterwards.
     void reap()
     {
-        if (m_pid <= 0)
-            return;
-        ::kill(m_pid, SIGKILL);
-        ::waitpid(m_pid, nullptr, 0);
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
         m_pid = -1;
     }
 
 private:
     pid_t m_pid = -1;
 };
-
-// The state letter of a live process, 0 when unreadable.
-inline char liveState(pid_t pid)
-{
-    const QByteArray stat = plvtest::readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    const qsizetype close = stat.lastIndexOf(')');
-    return close > 0 && close + 2 < stat.size() ? stat.at(close + 2) : 0;
-}
 
 } // namespace proctest

@@ -12,6 +12,7 @@
 
 #include <cmath>
 
+using namespace Qt::Literals::StringLiterals;
 using namespace proctest;
 
 namespace {
@@ -31,12 +32,21 @@ void setStat(const FixtureCopy &copy, qint32 pid, const QByteArray &comm, quint6
     const QByteArray text = QByteArray::number(pid) + " (" + comm + ") S 1 1 1 0 -1 4194304 0 0 0 0 "
                             + QByteArray::number(utime) + " 0 0 0 20 0 1 0 " + QByteArray::number(start)
                             + " 1000000 10 1 1 1\n";
-    ASSERT_TRUE(plvtest::writeFile(copy.path(QStringLiteral("proc/%1/stat").arg(pid)), text));
+    ASSERT_TRUE(plvtest::writeFile(copy.path(u"proc/%1/stat"_s.arg(pid)), text));
+}
+
+// What a table says of each process, as far as it does not depend on when it refreshed.
+QStringList facts(const TQProcessTable &table)
+{
+    QStringList out;
+    for (const TQProcessSample &s : table.processes())
+        out << u"%1 %2 %3 %4 %5"_s.arg(s.pid).arg(s.name).arg(s.residentSize).arg(s.cpuTime).arg(s.parentPid);
+    return out;
 }
 
 void relink(const FixtureCopy &copy, qint32 pid, const QString &target)
 {
-    const QString link = copy.path(QStringLiteral("proc/%1/exe").arg(pid));
+    const QString link = copy.path(u"proc/%1/exe"_s.arg(pid));
     QFile::remove(link);
     ASSERT_TRUE(QFile::link(target, link));
 }
@@ -80,55 +90,70 @@ TEST(ProcessTableFixture, FirstRefreshReadsEveryReadableProcess)
     EXPECT_EQ(table.topByResidentSize(100).size(), 8);
     EXPECT_TRUE(table.topByCPUShare().isEmpty());
     const QVariantMap d = table.topByResidentSizeDictionaries(1).value(0).toMap();
-    EXPECT_EQ(d.value(QStringLiteral("pid")).toInt(), 100);
-    EXPECT_EQ(d.value(QStringLiteral("name")).toString(), QStringLiteral("fakeapp"));
-    EXPECT_EQ(d.value(QStringLiteral("residentSize")).toULongLong(), 25000 * page());
-    EXPECT_EQ(d.value(QStringLiteral("startDate")).toDateTime().toSecsSinceEpoch(),
+    EXPECT_EQ(d.value(u"pid"_s).toInt(), 100);
+    EXPECT_EQ(d.value(u"name"_s).toString(), u"fakeapp"_s);
+    EXPECT_EQ(d.value(u"residentSize"_s).toULongLong(), 25000 * page());
+    EXPECT_EQ(d.value(u"startDate"_s).toDateTime().toSecsSinceEpoch(),
               qint64(std::floor(fixtureBootTime + 50000 / hz())));
 
-    TQProcessTable unreadable(PLVSysRoot(QStringLiteral("/nonexistent-root")));
+    TQProcessTable unreadable(PLVSysRoot(u"/nonexistent-root"_s));
     EXPECT_FALSE(unreadable.refresh());
     EXPECT_EQ(unreadable.processCount(), 0);
 }
 
-TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuse)
+TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuseWhateverTheDescriptorLimit)
 {
     FixtureCopy copy;
     ASSERT_TRUE(copy.isValid());
-    TQProcessTable table(copy.root());
-    ASSERT_TRUE(table.refresh());
+    // Tables that hold a stat file per process, three of them, or none.
+    TQProcessTable table(copy.root()), limited(copy.root()), none(copy.root());
+    limited.setMaxOpenFiles(3);
+    none.setMaxOpenFiles(0);
+    auto refreshAll = [&] {
+        for (TQProcessTable *t : {&table, &limited, &none})
+            ASSERT_TRUE(t->refresh());
+        EXPECT_EQ(table.openFiles(), table.processCount());
+        EXPECT_EQ(limited.openFiles(), 3);
+        EXPECT_EQ(none.openFiles(), 0);
+        EXPECT_EQ(facts(limited), facts(table));
+        EXPECT_EQ(facts(none), facts(table));
+    };
+    refreshAll();
 
     // 100 runs for 3 seconds of CPU; its executable link changes but its
     // command name does not, so its name is not read again.
     setStat(copy, 100, "fakeapp", 400 + quint64(3 * hz()), 50000); // was 300 user + 100 system
-    relink(copy, 100, QStringLiteral("/usr/bin/elsewhere"));
+    relink(copy, 100, u"/usr/bin/elsewhere"_s);
     // 101 exec'd another program: new command name, new executable.
     setStat(copy, 101, "newprog", 25, 60000);
-    relink(copy, 101, QStringLiteral("/usr/bin/newprog-long-name"));
+    relink(copy, 101, u"/usr/bin/newprog-long-name"_s);
     // 102's pid now belongs to another process (other start time) with 2 s of CPU.
     setStat(copy, 102, "reused", quint64(2 * hz()), 99000);
     // 200 ended, 300 started.
-    ASSERT_TRUE(QDir(copy.path(QStringLiteral("proc/200"))).removeRecursively());
-    ASSERT_TRUE(QDir().mkpath(copy.path(QStringLiteral("proc/300"))));
+    ASSERT_TRUE(QDir(copy.path(u"proc/200"_s)).removeRecursively());
+    ASSERT_TRUE(QDir().mkpath(copy.path(u"proc/300"_s)));
     setStat(copy, 300, "newcomer", quint64(hz() / 2), 99500);
 
     QThread::msleep(50);
-    ASSERT_TRUE(table.refresh());
+    refreshAll();
     const double interval = table.interval();
     ASSERT_GT(interval, 0.04);
     EXPECT_EQ(pidsOf(table.processes()), (QList<qint32>{1, 2, 3, 100, 101, 102, 103, 106, 107, 108, 300}));
-
-    EXPECT_EQ(table.processForPid(100)->name, QStringLiteral("fakeapp"));
+    EXPECT_EQ(table.processForPid(100)->name, u"fakeapp"_s);
     EXPECT_NEAR(table.processForPid(100)->cpuShare, 3.0 / interval, 1e-9);
-    EXPECT_EQ(table.processForPid(101)->name, QStringLiteral("newprog-long-name"));
+    EXPECT_EQ(table.processForPid(101)->name, u"newprog-long-name"_s);
     EXPECT_NEAR(table.processForPid(101)->cpuShare, 0.0, 1e-12); // 25 ticks before and after
     // A new process: everything it used counts in this interval.
-    EXPECT_EQ(table.processForPid(102)->name, QStringLiteral("reused"));
+    EXPECT_EQ(table.processForPid(102)->name, u"reused"_s);
     EXPECT_NEAR(table.processForPid(102)->cpuShare, 2.0 / interval, 1e-9);
     EXPECT_NEAR(table.processForPid(300)->cpuShare, 0.5 / interval, 1e-9);
     EXPECT_EQ(table.processForPid(1)->cpuShare, 0.0);
     EXPECT_EQ(pidsOf(table.topByCPUShare(2)), (QList<qint32>{100, 102}));
     EXPECT_EQ(pidsOf(table.topByCPUShare()), (QList<qint32>{100, 102, 300}));
+
+    // Lowering the limit releases descriptors at once.
+    table.setMaxOpenFiles(2);
+    EXPECT_EQ(table.openFiles(), 2);
 }
 
 TEST(ProcessTableFixture, AQuickExtraRefreshMeasuresOverTheLongerWindow)
@@ -153,37 +178,7 @@ TEST(ProcessTableFixture, AQuickExtraRefreshMeasuresOverTheLongerWindow)
     EXPECT_NEAR(table.processForPid(100)->cpuShare, double(busy + 1 - start) / hz() / window, 1e-9);
 }
 
-TEST(ProcessTableFixture, LimitedDescriptorsGiveTheSameTable)
-{
-    FixtureCopy copy;
-    ASSERT_TRUE(copy.isValid());
-    TQProcessTable unlimited(copy.root()), limited(copy.root()), none(copy.root());
-    limited.setMaxOpenFiles(3);
-    none.setMaxOpenFiles(0);
-    for (int round = 0; round < 2; ++round) {
-        if (round == 1)
-            setStat(copy, 108, "python3", 500, 64000);
-        for (TQProcessTable *t : {&unlimited, &limited, &none})
-            ASSERT_TRUE(t->refresh());
-        EXPECT_EQ(unlimited.openFiles(), unlimited.processCount());
-        EXPECT_EQ(limited.openFiles(), 3);
-        EXPECT_EQ(none.openFiles(), 0);
-        for (const TQProcessTable *t : {&limited, &none}) {
-            ASSERT_EQ(pidsOf(t->processes()), pidsOf(unlimited.processes()));
-            for (size_t i = 0; i < unlimited.processes().size(); ++i) {
-                const TQProcessSample &a = unlimited.processes()[i], &b = t->processes()[i];
-                EXPECT_EQ(std::tie(a.name, a.residentSize, a.cpuTime, a.parentPid),
-                          std::tie(b.name, b.residentSize, b.cpuTime, b.parentPid)) << a.pid;
-            }
-        }
-    }
-    EXPECT_DOUBLE_EQ(limited.processForPid(108)->cpuTime, 500 / hz());
-    // Lowering the limit releases descriptors at once.
-    unlimited.setMaxOpenFiles(2);
-    EXPECT_EQ(unlimited.openFiles(), 2);
-}
-
-TEST(ProcessTableLive, SeesUsAndOurChildrenAndTheirCPUShare)
+TEST(ProcessTableLive, OurChildrenTheirCPUShareAndTheirEnd)
 {
     Child idle("idle-child");
     const pid_t busy = ::fork(); // keeps one core busy
@@ -193,15 +188,12 @@ TEST(ProcessTableLive, SeesUsAndOurChildrenAndTheirCPUShare)
             x = x + 1;
     }
     ASSERT_GT(busy, 0);
-
     TQProcessTable table;
     ASSERT_TRUE(table.refresh());
     const qint32 self = qint32(getpid());
     ASSERT_NE(table.processForPid(self), nullptr);
     EXPECT_EQ(table.processForPid(self)->name, QFileInfo(QCoreApplication::applicationFilePath()).fileName());
     EXPECT_EQ(table.processForPid(self)->parentPid, qint32(getppid()));
-    EXPECT_GT(table.processForPid(self)->residentSize, 1024u * 1024u);
-    EXPECT_NEAR(table.processForPid(self)->startTime, double(QDateTime::currentSecsSinceEpoch()), 300.0);
 
     QThread::msleep(600);
     ASSERT_TRUE(table.refresh());
