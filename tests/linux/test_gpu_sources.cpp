@@ -21,41 +21,42 @@ constexpr qint64 GiB = qint64(1) << 30;
 
 PLVSysRoot gpuRoot(const char *name) { return PLVSysRoot(plvtest::fixturePath(u"gpu/"_s + QLatin1String(name))); }
 
-// A stand-in for libnvidia-ml: counts sessions, records the bus ids asked for,
-// and answers for the devices it knows.
+// A stand-in for libnvidia-ml that knows one GPU, 0000:01:00.0 (55% busy, 6 of
+// 8 GiB free): it counts sessions and records the bus ids asked for.
 struct FakeNVML {
     static inline int initResult = 0, inits = 0, shutdowns = 0;
     static inline unsigned int flags = 0;
     static inline QStringList asked;
-    static inline QMap<QString, std::pair<PLVNVMLFunctions::Utilization, PLVNVMLFunctions::Memory>> devices;
-
     static void reset(int result = 0)
     {
         initResult = result;
         inits = shutdowns = 0;
         flags = 0;
         asked.clear();
-        devices.clear();
-        devices.insert(u"0000:01:00.0"_s, {{55, 20}, {8ULL << 30, 6ULL << 30, 2ULL << 30}}); // total, free, used
     }
-    static auto &device(PLVNVMLFunctions::Device d) { return *std::next(devices.begin(), qsizetype(reinterpret_cast<quintptr>(d)) - 1); }
-
+    static PLVNVMLFunctions::Device handle() { return reinterpret_cast<PLVNVMLFunctions::Device>(&asked); }
     static std::shared_ptr<PLVNVML> library(bool withFlags = true)
     {
-        PLVNVMLFunctions f;
+        using F = PLVNVMLFunctions;
+        F f;
         if (withFlags)
-            f.initWithFlags = [](unsigned int fl) { ++inits; flags = fl; return initResult; };
+            f.initWithFlags = [](unsigned int fl) { ++inits, flags = fl; return initResult; };
         else
             f.init = [] { ++inits; return initResult; };
         f.shutdown = [] { ++shutdowns; return 0; };
-        f.deviceGetHandleByPciBusId = [](const char *busId, PLVNVMLFunctions::Device *d) {
+        f.deviceGetHandleByPciBusId = [](const char *busId, F::Device *d) {
             asked << QString::fromLatin1(busId);
-            const qsizetype i = devices.keys().indexOf(QString::fromLatin1(busId));
-            *d = reinterpret_cast<PLVNVMLFunctions::Device>(i + 1);
-            return i < 0 ? 13 : 0; // NVML_ERROR_NOT_FOUND
+            *d = handle();
+            return asked.last() == u"0000:01:00.0"_s ? 0 : 13; // NVML_ERROR_NOT_FOUND
         };
-        f.deviceGetUtilizationRates = [](PLVNVMLFunctions::Device d, PLVNVMLFunctions::Utilization *u) { *u = device(d).first; return 0; };
-        f.deviceGetMemoryInfo = [](PLVNVMLFunctions::Device d, PLVNVMLFunctions::Memory *m) { *m = device(d).second; return 0; };
+        f.deviceGetUtilizationRates = [](F::Device d, F::Utilization *u) {
+            *u = {55, 20};
+            return d == handle() ? 0 : 1;
+        };
+        f.deviceGetMemoryInfo = [](F::Device d, F::Memory *m) {
+            *m = {8ULL << 30, 6ULL << 30, 2ULL << 30}; // total, free, used
+            return d == handle() ? 0 : 1;
+        };
         return std::make_shared<PLVNVML>(f);
     }
 };
@@ -108,7 +109,8 @@ TEST(GPUSourcesFixture, EachVendorsCardAsTheModuleSeesIt)
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::Message() << row.fixture << " NVML " << row.nvml);
         FakeNVML::reset(row.nvml == Mismatched ? 18 : 0); // NVML_ERROR_LIB_RM_VERSION_MISMATCH
-        TQGPUInfo info(std::make_shared<PLVGPUSources>(gpuRoot(row.fixture), row.nvml == None ? noNVML() : FakeNVML::library()));
+        auto nvml = row.nvml == None ? noNVML() : FakeNVML::library();
+        TQGPUInfo info(std::make_shared<PLVGPUSources>(gpuRoot(row.fixture), nvml));
         EXPECT_EQ(info.numGPUs(), row.cards);
         const QVariantMap card = info.gpuData().value(QString::fromLatin1(row.key)).toMap();
         EXPECT_EQ(card.value(u"vendorID"_s).toString(), QLatin1String(row.vendor));
@@ -165,7 +167,8 @@ TEST(GPUSourcesFixture, IntelBusyShareComesFromTheIdleResidency)
         auto utilisation = [&](double at, qint64 idle) {
             now = at;
             EXPECT_TRUE(copy.write(QString::fromLatin1(d.counter), QByteArray::number(idle) + '\n'));
-            return info.gpuCoresInformation().value(QString::fromLatin1(d.key)).toMap().value(u"deviceUtilization"_s, -1).toLongLong();
+            const QVariantMap card = info.gpuCoresInformation().value(QString::fromLatin1(d.key)).toMap();
+            return card.value(u"deviceUtilization"_s, -1).toLongLong();
         };
         // One read is no rate yet: unknown, not 0.
         const QVariantMap first = info.gpuData().value(QString::fromLatin1(d.key)).toMap();
@@ -212,10 +215,13 @@ TEST(GPUSourcesFixture, OldNVMLIsNotOpenedWhileAnotherNVIDIAGPUSleeps)
 {
     // Two NVIDIA GPUs, one awake, one asleep; a library without init flags would attach (wake) both.
     GPUCopy copy("nvidia");
-    for (const auto &[file, text] : std::initializer_list<std::pair<const char *, const char *>>{
-             {"class", "0x030000\n"}, {"vendor", "0x10de\n"}, {"device", "0x2484\n"}, {"power/runtime_status", "suspended\n"}})
+    const std::pair<const char *, const char *> files[] = {
+        {"class", "0x030000\n"}, {"vendor", "0x10de\n"}, {"device", "0x2484\n"},
+        {"power/runtime_status", "suspended\n"}};
+    for (const auto &[file, text] : files)
         ASSERT_TRUE(copy.write(u"0000:02:00.0/"_s + QLatin1String(file), text));
-    ASSERT_TRUE(QFile::link(u"../../../bus/pci/drivers/nvidia"_s, copy.root().path(u"sys/bus/pci/devices/0000:02:00.0/driver"_s)));
+    const QString driver = copy.root().path(u"sys/bus/pci/devices/0000:02:00.0/driver"_s);
+    ASSERT_TRUE(QFile::link(u"../../../bus/pci/drivers/nvidia"_s, driver));
     FakeNVML::reset();
 
     EXPECT_EQ(PLVGPUSources(copy.root(), FakeNVML::library(false)).read().accelerators.size(), 2);
@@ -242,7 +248,8 @@ TEST(GPUSourcesFixture, VirtualGPUsAndAPassThroughStub)
     EXPECT_TRUE(t.pciDevices.at(2).value(u"model"_s).toByteArray().endsWith(" [1234:1111]"));
     EXPECT_EQ(PLVGPUSources::modelName(0x7777, 0x0001), u"Display controller [7777:0001]"_s);
     const QString knownVendor = PLVGPUSources::modelName(0x10de, 0xfffe);
-    EXPECT_TRUE(knownVendor.startsWith(u"NVIDIA"_s) && knownVendor.endsWith(u" device [10de:fffe]"_s)) << knownVendor.toStdString();
+    EXPECT_TRUE(knownVendor.startsWith(u"NVIDIA"_s) && knownVendor.endsWith(u" device [10de:fffe]"_s))
+        << knownVendor.toStdString();
 
     TQGPUInfo info(std::make_shared<PLVGPUSources>(gpuRoot("virtual"), noNVML()));
     EXPECT_EQ(info.numGPUs(), 3u);

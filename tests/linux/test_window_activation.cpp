@@ -164,8 +164,8 @@ PLV_TEST_CHILD(fake_dbus_application)
     FakeApplication object;
     const QString service = args.value(0);
     QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.registerObject(PLVWindowActivation::objectPathForBusName(service), &object, QDBusConnection::ExportAllSlots)
-        || !bus.registerService(service))
+    const QString path = PLVWindowActivation::objectPathForBusName(service);
+    if (!bus.registerObject(path, &object, QDBusConnection::ExportAllSlots) || !bus.registerService(service))
         return 2;
     fputs("ready\n", stdout);
     fflush(stdout);
@@ -186,7 +186,7 @@ TEST(WindowActivation, DBusApplicationOfThePidIsActivated)
     plvtest::ScopedEnv noDisplay("DISPLAY", QByteArray());
 
     QProcess target, bystander;
-    for (auto [p, service] : {std::pair{&target, u"org.plv.TestTarget"_s}, std::pair{&bystander, u"org.plv.TestBystander"_s}}) {
+    for (auto [p, service] : {std::pair{&target, u"org.plv.Target"_s}, std::pair{&bystander, u"org.plv.Bystander"_s}}) {
         p->start(QCoreApplication::applicationFilePath(), {u"--plv-child"_s, u"fake_dbus_application"_s, service});
         ASSERT_TRUE(plvtest::waitUntil([p] { return p->canReadLine(); }) && p->readLine().trimmed() == "ready");
     }
