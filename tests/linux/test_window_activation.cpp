@@ -34,7 +34,8 @@ struct Server {
         if (QStandardPaths::findExecutable(program).isEmpty())
             return;
         process.start(program, args);
-        plvtest::waitUntil([this] { return process.canReadLine() || process.state() == QProcess::NotRunning; });
+        if (process.waitForStarted(5000))
+            plvtest::waitUntil([this] { return process.canReadLine() || process.state() != QProcess::Running; });
         address = QString::fromUtf8(process.readLine()).trimmed();
     }
     ~Server()
@@ -96,7 +97,10 @@ std::optional<xcb_client_message_event_t> nextActivation(xcb_connection_t *c, xc
 
 TEST(WindowActivation, X11AsksTheWindowManagerToActivateTheTopmostWindowOfThePid)
 {
-    Server xvfb(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s, u"640x480x24"_s});
+    // -noreset: the server would otherwise reset, refusing connections for a
+    // moment, each time its last client leaves.
+    Server xvfb(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-noreset"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s,
+                            u"640x480x24"_s});
     if (xvfb.address.isEmpty())
         GTEST_SKIP() << "Xvfb is not installed";
     ASSERT_TRUE(plvtest::waitUntil([&] { return QFileInfo::exists(u"/tmp/.X11-unix/X"_s + xvfb.address); }));
