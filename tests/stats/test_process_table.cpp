@@ -118,6 +118,8 @@ TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuseWhateverTheDesc
         EXPECT_EQ(facts(limited), facts(table));
         EXPECT_EQ(facts(none), facts(table));
     };
+    setStat(copy, 108, "python3", 300, 64000);
+    ASSERT_TRUE(plvtest::writeFile(copy.path(u"proc/108/smaps_rollup"_s), "Private_Dirty:   4 kB\n"));
     refreshAll();
 
     // 100 runs for 3 seconds of CPU; its executable link changes but its
@@ -127,15 +129,20 @@ TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuseWhateverTheDesc
     // 101 exec'd another program: new command name, new executable.
     setStat(copy, 101, "newprog", 25, 60000);
     relink(copy, 101, u"/usr/bin/newprog-long-name"_s);
-    // 102's pid now belongs to another process (other start time) with 2 s of CPU.
+    // 102's pid now belongs to another process (other start time) with 2 s of
+    // CPU; 108's to another run of the same program, with less CPU than before.
     setStat(copy, 102, "reused", quint64(2 * hz()), 99000);
+    setStat(copy, 108, "python3", quint64(hz()), 99900);
+    relink(copy, 108, u"/usr/bin/python3.12"_s);
     // 200 ended, 300 started.
     ASSERT_TRUE(QDir(copy.path(u"proc/200"_s)).removeRecursively());
     ASSERT_TRUE(QDir().mkpath(copy.path(u"proc/300"_s)));
     setStat(copy, 300, "newcomer", quint64(hz() / 2), 99500);
 
+    EXPECT_EQ(table.footprintForPid(108), 0u); // the newcomer's is not the listed process's
     QThread::msleep(50);
     refreshAll();
+    EXPECT_EQ(table.footprintForPid(108), 4096u);
     const double interval = table.interval();
     ASSERT_GT(interval, 0.04);
     EXPECT_EQ(pidsOf(table.processes()), (QList<qint32>{1, 2, 3, 100, 101, 102, 103, 106, 107, 108, 300}));
@@ -146,10 +153,12 @@ TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuseWhateverTheDesc
     // A new process: everything it used counts in this interval.
     EXPECT_EQ(table.processForPid(102)->name, u"reused"_s);
     EXPECT_NEAR(table.processForPid(102)->cpuShare, 2.0 / interval, 1e-9);
+    EXPECT_EQ(table.processForPid(108)->name, u"python3.12"_s);
+    EXPECT_NEAR(table.processForPid(108)->cpuShare, 1.0 / interval, 1e-9);
     EXPECT_NEAR(table.processForPid(300)->cpuShare, 0.5 / interval, 1e-9);
     EXPECT_EQ(table.processForPid(1)->cpuShare, 0.0);
     EXPECT_EQ(pidsOf(table.topByCPUShare(2)), (QList<qint32>{100, 102}));
-    EXPECT_EQ(pidsOf(table.topByCPUShare()), (QList<qint32>{100, 102, 300}));
+    EXPECT_EQ(pidsOf(table.topByCPUShare()), (QList<qint32>{100, 102, 108, 300}));
 
     // Lowering the limit releases descriptors at once.
     table.setMaxOpenFiles(2);
