@@ -149,10 +149,7 @@ TEST(GPUSourcesFixture, IntelBusyShareComesFromTheIdleResidency)
 {
     // i915 keeps RC6 residency under its DRM card (not under a connector such as
     // card0-HDMI-A-1, whose counter would say otherwise); xe keeps gtidle residency.
-    const struct {
-        const char *fixture, *counter, *key;
-        qint64 start;
-    } drivers[] = {
+    const struct { const char *fixture, *counter, *key; qint64 start; } drivers[] = {
         {"intel", "0000:00:02.0/drm/card1/gt/gt0/rc6_residency_ms", "\\_SB_.PCI0.GFX0", 100000},
         {"intel-xe", "0000:03:00.0/tile0/gt0/gtidle/idle_residency_ms", "\\_SB_.PCI0.RP05.PXSX", 5000},
     };

@@ -34,9 +34,7 @@ TEST(DesktopEntries, ProcessesMatchByPathNameWindowClassAndIdButNotByInterpreter
     EXPECT_EQ(ids, (QStringList{u"odd-launcher"_s, u"org.example.FakeApp"_s, u"org.example.future"_s, u"pyapp"_s,
                                 u"tools-updated-tool"_s}));
 
-    const struct {
-        const char *exe, *comm, *argv0, *id; // id null: no match
-    } rows[] = {
+    const struct { const char *exe, *comm, *argv0, *id; } rows[] = { // id null: no match
         {"/opt/fakeapp/bin/fakeapp", "renamed-thread", "", "org.example.FakeApp"}, // the program's path
         {"/usr/local/bin/fakeapp", "fakeapp", "", "org.example.FakeApp"},          // its file name elsewhere
         {"/usr/bin/updated-tool", "updated-tool", "", "tools-updated-tool"},       // TryExec beside a wrapper

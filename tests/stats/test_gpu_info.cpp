@@ -59,11 +59,7 @@ TEST(GraphicsCardMatching, DeviceAndVendorKeyInTheMatchString)
 {
     const QVariantMap nvidia = pciDevice(0x10DE, 0x1234);
     const QVariantMap noDevice = with(pciDevice(0x8086, 0), u"device-id"_s, {});
-    const struct {
-        const char *what;
-        QVariantMap pci, accelerator;
-        bool matches;
-    } rows[] = {
+    const struct { const char *what; QVariantMap pci, accelerator; bool matches; } rows[] = {
         {"key with a mask", nvidia, accelerator(u"0x123410de&0xffe0ffff"_s), true},
         {"key among others", nvidia, accelerator(u"0x00001111 0x123410DE"_s), true},
         {"another device", nvidia, accelerator(u"0x123510DE"_s), false},
@@ -87,11 +83,7 @@ TEST(GraphicsCardMatching, DeviceAndVendorKeyInTheMatchString)
 
 TEST(GraphicsCardValues, ReconciliationTable)
 {
-    const struct {
-        Memory in;
-        bool okay;
-        Memory out;
-    } rows[] = {
+    const struct { Memory in; bool okay; Memory out; } rows[] = {
         {{-1, 100, 300}, true, {400, 100, 300}},     // total from used + free
         {{-1, -5, 10}, false, {5, -5, 10}},
         {{1000, -1, 300}, true, {1000, 700, 300}},   // used from total - free
@@ -155,11 +147,7 @@ TEST(GraphicsCardConstruction, UtilisationKeysInOrderAndMemoryFallbacks)
     EXPECT_EQ(card({{u"hardwareWaitTime"_s, 3}}).deviceUtilization(), -1);
     EXPECT_EQ(card({{u"hardwareWaitTime"_s, 99}}).cpuWait(), 99);
 
-    const struct {
-        const char *what;
-        QVariantMap stats;
-        Memory expected;
-    } rows[] = {
+    const struct { const char *what; QVariantMap stats; Memory expected; } rows[] = {
         {"used and free as given",
          {{u"vramUsedBytes"_s, 300 * MB}, {u"vramFreeBytes"_s, 724 * MB}}, {1024 * MB, 300 * MB, 724 * MB}},
         {"used beyond the total: the memory in use, free from it",

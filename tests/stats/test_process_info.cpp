@@ -111,11 +111,7 @@ TEST(ProcessInfo, UnreadableAndVanishedProcessesGiveTheNeutralValues)
     const qint32 reaped = gone.pid();
     ASSERT_GT(reaped, 0);
     gone.reap();
-    const struct {
-        const char *what;
-        qint32 pid;
-        PLVSysRoot root;
-    } cases[] = {
+    const struct { const char *what; qint32 pid; PLVSysRoot root; } cases[] = {
         {"reaped child", reaped, PLVSysRoot()},
         {"pid 0: no record on Linux", 0, PLVSysRoot()},
         {"empty folder", 104, fixtureRoot()},
