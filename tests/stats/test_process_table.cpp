@@ -1,4 +1,5 @@
 // TQProcessTable: the refreshed snapshot, over fixture trees and live processes.
+#include "PLVCommon/stats/TQProcessInfo.h"
 #include "PLVCommon/stats/TQProcessTable.h"
 
 #include "test_process_support.h"
@@ -137,7 +138,7 @@ TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuseWhateverTheDesc
     // 200 ended, 300 started.
     ASSERT_TRUE(QDir(copy.path(u"proc/200"_s)).removeRecursively());
     ASSERT_TRUE(QDir().mkpath(copy.path(u"proc/300"_s)));
-    setStat(copy, 300, "newcomer", quint64(hz() / 2), 99500);
+    setStat(copy, 300, "newcomer", quint64(hz() / 2), 99570);
 
     EXPECT_EQ(table.footprintForPid(108), 0u); // the newcomer's is not the listed process's
     QThread::msleep(50);
@@ -156,6 +157,10 @@ TEST(ProcessTableFixture, LaterRefreshesFollowChangesExecAndReuseWhateverTheDesc
     EXPECT_EQ(table.processForPid(108)->name, u"python3.12"_s);
     EXPECT_NEAR(table.processForPid(108)->cpuShare, 1.0 / interval, 1e-9);
     EXPECT_NEAR(table.processForPid(300)->cpuShare, 0.5 / interval, 1e-9);
+    // Started 995.7 s after boot: whole seconds are cut, not rounded, by both samplers.
+    EXPECT_EQ(table.processForPid(300)->startDate().toSecsSinceEpoch(), qint64(fixtureBootTime) + 995);
+    EXPECT_EQ(TQProcessInfo::processStartDateForPid(300, copy.root()).toSecsSinceEpoch(),
+              qint64(fixtureBootTime) + 995);
     EXPECT_EQ(table.processForPid(1)->cpuShare, 0.0);
     EXPECT_EQ(pidsOf(table.topByCPUShare(2)), (QList<qint32>{100, 102}));
     EXPECT_EQ(pidsOf(table.topByCPUShare()), (QList<qint32>{100, 102, 108, 300}));
