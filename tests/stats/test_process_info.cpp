@@ -152,6 +152,7 @@ TEST(ProcessInfoFixture, ListsInReverseKernelOrderWithTheUserFilter)
     ASSERT_EQ(::chown(copy.root().nativePath("proc/101").constData(), 65534, 65534), 0);
     mine.removeAll(101);
     EXPECT_EQ(PI::runningUserProcesses(copy.root()), mine);
+    EXPECT_EQ(PI::runningProcesses(copy.root()), all);
 }
 
 TEST(ProcessInfoFixture, GroupsOneLevelDeepWithAndWithoutTheCompanion)
