@@ -10,7 +10,6 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
@@ -24,46 +23,33 @@
 #include <cstdlib>
 #include <cstring>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 // A helper server (Xvfb, dbus-daemon) that prints its address on stdout.
-class Server
-{
-public:
+struct Server {
     Server(const QString &program, const QStringList &args)
     {
         if (QStandardPaths::findExecutable(program).isEmpty())
             return;
-        m_process.start(program, args);
-        if (!m_process.waitForStarted(5000))
-            return;
-        plvtest::waitUntil([this] { return m_process.canReadLine() || m_process.state() != QProcess::Running; },
-                           std::chrono::seconds(10));
-        m_address = QString::fromUtf8(m_process.readLine()).trimmed();
+        process.start(program, args);
+        if (process.waitForStarted(5000))
+            plvtest::waitUntil([this] { return process.canReadLine() || process.state() != QProcess::Running; });
+        address = QString::fromUtf8(process.readLine()).trimmed();
     }
     ~Server()
     {
-        m_process.terminate();
-        if (!m_process.waitForFinished(3000))
-            m_process.kill();
-        m_process.waitForFinished(3000);
+        process.terminate(); // lets Xvfb remove its lock file and socket
+        if (!process.waitForFinished(3000))
+            process.kill();
+        process.waitForFinished(3000);
     }
-    QString address() const { return m_address; }
-
-private:
-    QProcess m_process;
-    QString m_address;
+    QProcess process;
+    QString address;
 };
 
 } // namespace
-
-TEST(WindowActivation, ApplicationObjectPathFollowsTheBusName)
-{
-    EXPECT_EQ(PLVWindowActivation::objectPathForBusName(QStringLiteral("org.gnome.Calculator")),
-              QStringLiteral("/org/gnome/Calculator"));
-    EXPECT_EQ(PLVWindowActivation::objectPathForBusName(QStringLiteral("org.example.My-App")),
-              QStringLiteral("/org/example/My_App"));
-}
 
 #if PLV_TEST_HAS_XCB
 
@@ -71,7 +57,8 @@ namespace {
 
 xcb_atom_t atom(xcb_connection_t *c, const char *name)
 {
-    xcb_intern_atom_reply_t *r = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr);
+    xcb_intern_atom_reply_t *r =
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr);
     const xcb_atom_t a = r ? r->atom : 0;
     std::free(r);
     return a;
@@ -110,13 +97,14 @@ std::optional<xcb_client_message_event_t> nextActivation(xcb_connection_t *c, xc
 
 TEST(WindowActivation, X11AsksTheWindowManagerToActivateTheTopmostWindowOfThePid)
 {
-    Server xvfb(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"),
-                                         QStringLiteral("tcp"), QStringLiteral("-screen"), QStringLiteral("0"),
-                                         QStringLiteral("640x480x24")});
-    if (xvfb.address().isEmpty())
+    // -noreset: the server would otherwise reset, refusing connections for a
+    // moment, each time its last client leaves.
+    Server xvfb(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-noreset"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s,
+                            u"640x480x24"_s});
+    if (xvfb.address.isEmpty())
         GTEST_SKIP() << "Xvfb is not installed";
-    ASSERT_TRUE(plvtest::waitUntil([&] { return QFileInfo::exists(QStringLiteral("/tmp/.X11-unix/X") + xvfb.address()); }));
-    const QByteArray display = ":" + xvfb.address().toLatin1();
+    ASSERT_TRUE(plvtest::waitUntil([&] { return QFileInfo::exists(u"/tmp/.X11-unix/X"_s + xvfb.address); }));
+    const QByteArray display = ":" + xvfb.address.toLatin1();
     plvtest::ScopedEnv displayEnv("DISPLAY", display);
     plvtest::ScopedEnv noBus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
 
@@ -177,11 +165,11 @@ PLV_TEST_CHILD(fake_dbus_application)
     char name[] = "fake";
     char *argv[] = {name, nullptr};
     QCoreApplication app(argc, argv);
-    QDBusConnection bus = QDBusConnection::sessionBus();
     FakeApplication object;
     const QString service = args.value(0);
-    if (!bus.registerObject(PLVWindowActivation::objectPathForBusName(service), &object, QDBusConnection::ExportAllSlots)
-        || !bus.registerService(service))
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    const QString path = PLVWindowActivation::objectPathForBusName(service);
+    if (!bus.registerObject(path, &object, QDBusConnection::ExportAllSlots) || !bus.registerService(service))
         return 2;
     fputs("ready\n", stdout);
     fflush(stdout);
@@ -191,24 +179,21 @@ PLV_TEST_CHILD(fake_dbus_application)
 
 TEST(WindowActivation, DBusApplicationOfThePidIsActivated)
 {
-    Server bus(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                                               QStringLiteral("--print-address=1")});
-    if (bus.address().isEmpty())
+    // The application object's path is derived from the bus name, as GApplication does.
+    EXPECT_EQ(PLVWindowActivation::objectPathForBusName(u"org.example.My-App"_s), u"/org/example/My_App"_s);
+
+    Server bus(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
+    if (bus.address.isEmpty())
         GTEST_SKIP() << "dbus-daemon is not installed";
     // Set before this process first touches the session bus.
-    plvtest::ScopedEnv address("DBUS_SESSION_BUS_ADDRESS", bus.address().toUtf8());
+    plvtest::ScopedEnv address("DBUS_SESSION_BUS_ADDRESS", bus.address.toUtf8());
     plvtest::ScopedEnv noDisplay("DISPLAY", QByteArray());
 
-    auto start = [](QProcess &p, const QString &service) {
-        p.start(QCoreApplication::applicationFilePath(),
-                {QStringLiteral("--plv-child"), QStringLiteral("fake_dbus_application"), service});
-        return p.waitForStarted(5000) && plvtest::waitUntil([&p] { return p.canReadLine(); })
-               && p.readLine().trimmed() == "ready";
-    };
     QProcess target, bystander;
-    ASSERT_TRUE(start(target, QStringLiteral("org.plv.TestTarget")));
-    ASSERT_TRUE(start(bystander, QStringLiteral("org.plv.TestBystander")));
-
+    for (auto [p, service] : {std::pair{&target, u"org.plv.Target"_s}, std::pair{&bystander, u"org.plv.Bystander"_s}}) {
+        p->start(QCoreApplication::applicationFilePath(), {u"--plv-child"_s, u"fake_dbus_application"_s, service});
+        ASSERT_TRUE(plvtest::waitUntil([p] { return p->canReadLine(); }) && p->readLine().trimmed() == "ready");
+    }
     // A pid that owns no name: nothing is called.
     EXPECT_FALSE(PLVWindowActivation::activateDBusApplicationOfPid(qint32(getpid()), QDBusConnection::sessionBus()));
 
@@ -216,7 +201,6 @@ TEST(WindowActivation, DBusApplicationOfThePidIsActivated)
     ASSERT_TRUE(target.waitForFinished(10000));
     EXPECT_EQ(target.exitCode(), 0);
     EXPECT_TRUE(target.readAll().contains("activated"));
-
     // The other application was left alone.
     QThread::msleep(200);
     EXPECT_EQ(bystander.state(), QProcess::Running);

@@ -1,7 +1,7 @@
 #pragma once
-// Helpers of the process tests: copies of the fixture tree, and real child
-// processes that the tests shape (name, state) and reap.
-#include "PLVCommon/linux/PLVSysFile.h"
+// Shared by the process tests: the fixture tree and what both samplers must read
+// from it, writable copies of it, and real child processes to shape and reap.
+#include "PLVCommon/linux/PLVProcessReader.h"
 
 #include "support/PLVTest.h"
 
@@ -15,23 +15,50 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cstring>
-
 namespace proctest {
 
-inline PLVSysRoot fixtureRoot() { return PLVSysRoot(plvtest::fixturePath(QStringLiteral("proc-processes/basic"))); }
+using namespace Qt::Literals::StringLiterals;
 
-// A writable copy of the process fixture, readable by every user.
+inline PLVSysRoot fixtureRoot() { return PLVSysRoot(plvtest::fixturePath(u"proc-processes/basic"_s)); }
+inline double hz() { return double(PLVLinuxClock::clockTicksPerSecond()); }
+inline quint64 page() { return quint64(PLVProcessReader::pageSize()); }
+constexpr double fixtureBootTime = 1700000000; // btime of the fixture's proc/stat
+
+// The readable processes of the fixture, in pid order. Left out: 104 (an empty
+// folder: vanished) and 105 (a truncated record).
+struct FixtureProcess {
+    qint32 pid;
+    const char *name, *shortName; // the executable's file name (else the command name), the command name
+    qint32 parent;
+    quint64 residentPages;
+    int threads;
+    quint64 cpuTicks, startTicks;
+    bool kernelThread;
+};
+inline constexpr FixtureProcess fixtureProcesses[] = {
+    {1, "systemd", "systemd", 0, 3000, 1, 200, 10, false},
+    {2, "kthreadd", "kthreadd", 0, 0, 1, 0, 10, true},
+    {3, "kworker/0:1-events", "kworker/0:1-events", 2, 0, 1, 97, 12, true},
+    {100, "fakeapp", "fakeapp", 1, 25000, 4, 400, 50000, false},
+    {101, "odd", "my (odd) app) x", 100, 1200, 2, 25, 60000, false},
+    {102, "two\nlines", "two\nlines", 101, 800, 1, 0, 61000, false},     // no executable link
+    {103, "defunct", "defunct", 100, 0, 1, 5, 62000, false},             // zombie
+    {106, "future", "future", 1, 100, 1, 0, 1000000000000, false},       // starts after "now"
+    {107, "updated-tool", "updated-tool", 100, 300, 1, 0, 63000, false}, // executable replaced
+    {108, "python3.11", "python3", 1, 2000, 1, 0, 64000, false},
+    {200, "orphaned", "orphaned", 999, 400, 1, 0, 65000, false},         // parent not listed
+};
+
+// A writable copy of the process fixture owned by the caller, readable by every user.
 class FixtureCopy
 {
 public:
     FixtureCopy()
     {
-        QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-a"), plvtest::fixturePath(QStringLiteral("proc-processes/basic/proc")),
-                                                 m_dir.path()});
+        QProcess::execute(u"cp"_s, {u"-a"_s, fixtureRoot().path(u"proc"_s), m_dir.path()});
         ::chmod(QFile::encodeName(m_dir.path()).constData(), 0755);
     }
-    bool isValid() const { return QFileInfo(m_dir.path() + QStringLiteral("/proc/100/stat")).isFile(); }
+    bool isValid() const { return QFileInfo(path(u"proc/100/stat"_s)).isFile(); }
     PLVSysRoot root() const { return PLVSysRoot(m_dir.path()); }
     QString path(const QString &relative) const { return m_dir.path() + QLatin1Char('/') + relative; }
 
@@ -39,58 +66,44 @@ private:
     QTemporaryDir m_dir;
 };
 
-// A forked child that sleeps until killed; reaped by the destructor.
+// A forked child that sleeps until killed, named `name` by the time the
+// constructor returns; with exitAtOnce, it exits and stays an unreaped zombie.
 class Child
 {
 public:
-    // name: the kernel command name the child gives itself (PR_SET_NAME).
-    // exitAtOnce: the child exits immediately and, unreaped, stays a zombie.
     explicit Child(const char *name = nullptr, bool exitAtOnce = false)
     {
         int fds[2];
         if (::pipe(fds) != 0)
             return;
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::close(fds[0]);
+        if ((m_pid = ::fork()) == 0) {
             if (name)
                 ::prctl(PR_SET_NAME, name, 0, 0, 0);
-            if (exitAtOnce)
+            if (exitAtOnce || ::write(fds[1], "r", 1) != 1)
                 ::_exit(0);
-            [[maybe_unused]] const ssize_t w = ::write(fds[1], "r", 1);
             for (;;)
                 ::pause();
         }
         ::close(fds[1]);
-        if (m_pid > 0 && !exitAtOnce) {
-            char c;
-            [[maybe_unused]] const ssize_t r = ::read(fds[0], &c, 1);
-        }
+        char c;
+        if (m_pid > 0 && !exitAtOnce && ::read(fds[0], &c, 1) != 1)
+            reap();
         ::close(fds[0]);
     }
     ~Child() { reap(); }
     pid_t pid() const { return m_pid; }
-    // Kills (if needed) and reaps: the pid no longer exists afterwards.
+    // Kills and reaps: the pid no longer exists afterwards.
     void reap()
     {
-        if (m_pid <= 0)
-            return;
-        ::kill(m_pid, SIGKILL);
-        int status = 0;
-        ::waitpid(m_pid, &status, 0);
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
         m_pid = -1;
     }
 
 private:
     pid_t m_pid = -1;
 };
-
-// The state letter of a live process, 0 when unreadable.
-inline char liveState(pid_t pid)
-{
-    const QByteArray stat = plvtest::readFile(QStringLiteral("/proc/%1/stat").arg(pid));
-    const qsizetype close = stat.lastIndexOf(')');
-    return close > 0 && close + 2 < stat.size() ? stat.at(close + 2) : 0;
-}
 
 } // namespace proctest
