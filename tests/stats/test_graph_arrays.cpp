@@ -5,13 +5,14 @@
 
 namespace {
 
-using Points = std::vector<std::pair<double, double>>;
+using Column = std::vector<double>;
 
-Points points(const QPointF *p, qint64 n)
+// The y (or x) values of the first n points.
+Column column(const QPointF *p, qint64 n, qreal (QPointF::*of)() const = &QPointF::y)
 {
-    Points out;
+    Column out;
     for (qint64 k = 0; k < n; ++k)
-        out.emplace_back(p[k].x(), p[k].y());
+        out.push_back((p[k].*of)());
     return out;
 }
 
@@ -21,26 +22,25 @@ TEST(GraphArrays, PushShiftsValuesLeftAndPutsTheNewestOneColumnFurther)
 {
     PLVGraphArrays g;
     g.initArraysWithMaxSize(4);
-    EXPECT_EQ(points(g.arrayToDisplay(), 4), (Points{{0, 0}, {1, 0}, {2, 0}, {3, 0}}));
-    // Each push, then the first series and its maximum: the 5 and the 2 drop
-    // out, and the maximum follows what is still held, never below 0.
+    EXPECT_EQ(column(g.arrayToDisplay(), 4, &QPointF::x), (Column{0, 1, 2, 3}));
+    // The maximum follows the values still held (the 5, then the 7 drop out), never below 0.
     const struct {
         float push;
-        Points expected;
+        Column ys;
         float max;
     } steps[] = {
-        {5, {{0, 0}, {1, 0}, {2, 0}, {4, 5}}, 5}, {2, {{0, 0}, {1, 0}, {2, 5}, {4, 2}}, 5},
-        {7, {{0, 0}, {1, 5}, {2, 2}, {4, 7}}, 7}, {1, {{0, 5}, {1, 2}, {2, 7}, {4, 1}}, 7},
-        {3, {{0, 2}, {1, 7}, {2, 1}, {4, 3}}, 7},   {-1, {{0, 7}, {1, 1}, {2, 3}, {4, -1}}, 7},
-        {-2, {{0, 1}, {1, 3}, {2, -1}, {4, -2}}, 3}, {-3, {{0, 3}, {1, -1}, {2, -2}, {4, -3}}, 3},
-        {-4, {{0, -1}, {1, -2}, {2, -3}, {4, -4}}, 0},
+        {5, {0, 0, 0, 5}, 5},   {2, {0, 0, 5, 2}, 5},    {7, {0, 5, 2, 7}, 7},     {1, {5, 2, 7, 1}, 7},
+        {3, {2, 7, 1, 3}, 7},   {-1, {7, 1, 3, -1}, 7},  {-2, {1, 3, -1, -2}, 3},  {-3, {3, -1, -2, -3}, 3},
+        {-4, {-1, -2, -3, -4}, 0},
     };
     for (const auto &s : steps) {
         g.addNewValue(s.push);
-        EXPECT_EQ(points(g.arrayToDisplay(), 4), s.expected) << "after " << s.push;
+        EXPECT_EQ(column(g.arrayToDisplay(), 4), s.ys) << "after " << s.push;
         EXPECT_EQ(g.currentMaxValue(), s.max) << "after " << s.push;
     }
-    EXPECT_EQ(points(g.arrayToDisplay2(), 4), (Points{{0, 0}, {1, 0}, {2, 0}, {3, 0}})) << "series 2 untouched";
+    EXPECT_EQ(column(g.arrayToDisplay(), 4, &QPointF::x), (Column{0, 1, 2, 4}));
+    EXPECT_EQ(column(g.arrayToDisplay2(), 4, &QPointF::x), (Column{0, 1, 2, 3})) << "series 2 untouched";
+    EXPECT_EQ(column(g.arrayToDisplay2(), 4), Column(4, 0.0));
 
     // The larger series maximum wins, whichever series holds it.
     g.addNewValue2(9);
@@ -57,9 +57,9 @@ TEST(GraphArrays, SizeRulesSinglePointAndReset)
 
     g.initArraysWithMaxSize(1);
     g.addNewValue(4);
-    EXPECT_EQ(points(g.arrayToDisplay(), 1), (Points{{1, 4}}));
+    EXPECT_EQ(g.arrayToDisplay()[0], QPointF(1, 4));
     g.addNewValue(-2);
-    EXPECT_EQ(points(g.arrayToDisplay(), 1), (Points{{1, -2}}));
+    EXPECT_EQ(g.arrayToDisplay()[0], QPointF(1, -2));
     EXPECT_EQ(g.currentMaxValue(), 0.0f);
 
     // Sizes outside 1..350 are clamped: the arrays are fixed inside the object.

@@ -1,18 +1,16 @@
 // CPU shares, core folding, configuration changes, load and up time of
-// TQSystemInfo, on fixture trees (copied where a test changes them between
-// samples) and on this machine.
+// TQSystemInfo, on fixture trees and on this machine.
 #include "PLVCommon/platform/PLVNotificationCenter.h"
 #include "PLVCommon/stats/TQSystemInfo.h"
 #include "support/PLVTest.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <unistd.h>
-
-#include <chrono>
 
 namespace {
 
@@ -85,17 +83,15 @@ TEST(SystemInfoCpu, CoreCountsPresentedOrderAndKeysOfEachLayout)
         TQSystemInfo info(cpuFixture(l.fixture));
         EXPECT_EQ(info.cpuCoresInformation(),
                   (QVariantMap{{QStringLiteral("physicalcpu"), l.physical}, {QStringLiteral("logicalcpu"), l.logical}}));
-        EXPECT_EQ(info.numCPUs(), l.cpus);
-        EXPECT_EQ(info.modulophy(), l.modulophy);
-        EXPECT_EQ(info.cpuNumbers(), l.order);
+        EXPECT_EQ(std::tuple(info.numCPUs(), info.modulophy(), info.cpuNumbers()), std::tuple(l.cpus, l.modulophy, l.order));
         const QVariantMap d = sample(info);
         EXPECT_EQ(info.logicalCPUNumbers(), l.sampled);
         EXPECT_FLOAT_EQ(value(d, QStringLiteral("userCPUAll%1").arg(l.sampled.size() - 1)), l.lastUser);
-        // Every index up to the CPU count has its keys, zeros past the running CPUs; none beyond.
+        // Every index up to the CPU count has its eight keys, zeros past the running CPUs, and
+        // none beyond; then the machine's four, three load averages, tasks, threads and up time.
         for (qsizetype j = l.sampled.size(); j < qsizetype(l.cpus); ++j)
             EXPECT_EQ(value(d, QStringLiteral("userCPUAll%1").arg(j)), 0.0f);
-        EXPECT_TRUE(d.contains(QStringLiteral("niceCPUPhy%1").arg(l.cpus - 1)));
-        EXPECT_FALSE(d.contains(QStringLiteral("userCPUAll%1").arg(l.cpus)));
+        EXPECT_EQ(d.size(), qsizetype(8 * l.cpus + 4 + 6));
         for (quint32 i = 0; l.modulophy == 1 && i < l.cpus; ++i) // each CPU its own core
             for (const char *kind : kKinds)
                 EXPECT_EQ(value(d, key(kind, QStringLiteral("Phy%1").arg(i))), value(d, key(kind, QStringLiteral("All%1").arg(i))));
@@ -118,13 +114,12 @@ TEST(SystemInfoCpu, FirstSampleIsSinceBootAndASecondWithoutTicksHasNoShares)
     EXPECT_FLOAT_EQ(value(d, QStringLiteral("tasksCount")), 3.0f);
     EXPECT_FLOAT_EQ(value(d, QStringLiteral("threadsCount")), 412.0f);
     EXPECT_TRUE(d.value(QStringLiteral("upTime")).canConvert<PLVDateComponents>());
-    EXPECT_EQ(d.size(), 64 + 4 + 3 + 2 + 1); // 8 CPUs × 8, machine, load averages, tasks and threads, up time
 
     const QVariantMap again = sample(info);
     for (int i = 0; i < 8; ++i)
         for (const char *scope : {"All", "Phy"})
             expectShares(again, QLatin1String(scope) + QString::number(i), {0, 0, 0, 0});
-    EXPECT_EQ(again.size(), 64 + 3 + 2 + 1) << "no machine-wide shares";
+    EXPECT_EQ(again.size(), 8 * 8 + 6) << "no machine-wide shares";
 }
 
 TEST(SystemInfoCpu, HotPluggedCpuDropsOneSampleAndPostsOnce)
@@ -233,24 +228,15 @@ TEST(DateComponents, MonthsFirstThenDaysHoursMinutes)
         EXPECT_EQ(PLVDateComponents::between(c.from, c.to), c.expected) << c.from.toString().toStdString();
 }
 
-TEST(SystemInfoCpu, LiveSharesAreFractionsThatSumToOne)
+// The processor module's test checks the machine-wide shares of a live sample;
+// these are the figures it does not look at.
+TEST(SystemInfoCpu, LiveSampleAgreesWithTheKernel)
 {
     TQSystemInfo info;
     sample(info);
-    // Let every CPU tick a few times (USER_HZ is 100), partly busy in user mode.
-    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
-    for (volatile unsigned spin = 0; std::chrono::steady_clock::now() < until;)
-        spin = spin + 1;
+    QThread::msleep(100);
     const QVariantMap d = sample(info);
-    EXPECT_EQ(info.logicalCPUNumbers().size(), sysconf(_SC_NPROCESSORS_ONLN));
-    for (qsizetype j = -1; j < info.logicalCPUNumbers().size(); ++j) {
-        const QString suffix = j < 0 ? QString() : QStringLiteral("All%1").arg(j);
-        float sum = 0;
-        for (const char *kind : kKinds)
-            sum += value(d, key(kind, suffix));
-        EXPECT_NEAR(sum, 1.0f, 1e-5f) << "every CPU ticked: " << suffix.toStdString();
-    }
-    EXPECT_GT(value(d, QStringLiteral("userCPU")), 0.0f);
+    EXPECT_EQ(info.logicalCPUNumbers().size(), sysconf(_SC_NPROCESSORS_ONLN)) << "every online CPU counted, once";
     // The second sample lists /proc and reads the load again: the kept-open readers start over.
     EXPECT_GE(value(d, QStringLiteral("tasksCount")), 1.0f);
     EXPECT_GE(value(d, QStringLiteral("threadsCount")), value(d, QStringLiteral("tasksCount")));
