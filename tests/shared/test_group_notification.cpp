@@ -11,7 +11,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -49,13 +48,7 @@ public:
 };
 
 // Runs the event loop for a while, so that late deliveries would arrive.
-void settle(int ms = 300)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10), QThread::msleep(2);
-}
+void settle() { waitUntil([] { return false; }, std::chrono::milliseconds(300)); }
 
 // Two writes within one tick of the file system's clock leave the same
 // modification time and count as one post; this waits for the next tick.
