@@ -1,11 +1,18 @@
 // The display-name and icon registries, against module bundles built for the
-// tests (tests/bundles/Registry*).
+// tests (tests/bundles/Registry*), and the per-module settings with the
+// notification that tells the widget host about them.
 #include "support/PLVTest.h"
 
 #include <PLVCommon/core/PLVDisplaynameForModules.h>
 #include <PLVCommon/core/PLVIconsForModules.h>
+#include <PLVCommon/core/PLVPreferencesForModules.h>
+#include <PLVCommon/core/TQIsTodayExtenstion.h>
 #include <PLVCommon/platform/PLVBundle.h>
+#include <PLVCommon/platform/PLVPlist.h>
+#include <PLVCommon/shared/UserDefaultsExtras.h>
 
+#include <QCoreApplication>
+#include <QFileInfo>
 #include <QIcon>
 #include <QLocale>
 #include <QStandardPaths>
@@ -15,10 +22,9 @@
 namespace {
 
 const QString kCPU = QStringLiteral("com.tallowcrest.plvCPU");
-const QString kLowercaseCPU = QStringLiteral("com.tallowcrest.plvcpu");
-const QString kFans = QStringLiteral("com.tallowcrest.plvFans");
 const QString kMemory = QStringLiteral("com.tallowcrest.plvMEM");
 const QString kNoBundle = QStringLiteral("com.example.notLoaded");
+const QString kTodayWidget = QStringLiteral("todayWidget");
 
 class Registries : public ::testing::Test
 {
@@ -37,60 +43,68 @@ protected:
     PLVIconsForModules *icons = PLVIconsForModules::icons();
 };
 
+class ModulePreferences : public ::testing::Test
+{
+protected:
+    QString notificationFile() const { return container.notificationsFolder() + QStringLiteral("/TQWidgetSettingsDidChange"); }
+    QString lastRandomKey() const { return PLVPlist::readDictionary(notificationFile()).toMap().value(QStringLiteral("randomKey")).toString(); }
+
+    plvtest::TempGroupContainer container;
+    PLVPreferencesForModules *prefs = PLVPreferencesForModules::standardUserDefaults();
+};
+
+// A widget host runs under any application class but QApplication.
+int childArgc = 1;
+char childProgram[] = "plv-widget-host";
+char *childArgv[] = {childProgram, nullptr};
+
 } // namespace
 
-TEST_F(Registries, NamesComeFromEachModulesOwnTranslations)
+PLV_TEST_CHILD(prefs_widget_set)
 {
-    names->addDisplaynameForBundleIdentifier(kCPU);
-    names->addDisplaynameForBundleIdentifier(kFans);
-    EXPECT_EQ(names->displaynameForBundleIdentifier(kCPU), QStringLiteral("Processeur"));
-    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("pro"));
-    EXPECT_EQ(names->displaynameForBundleIdentifier(kFans), QStringLiteral("Ventilateurs"));
-    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kFans), QStringLiteral("ven"));
+    QCoreApplication app(childArgc, childArgv);
+    if (!TQIsTodayExtenstion::isTodayExtention())
+        return 2;
+    PLVPreferencesForModules::standardUserDefaults()->setObject(qint64(5), kTodayWidget, kCPU);
+    return 0;
+}
+
+TEST_F(Registries, NamesAndIconsComeFromEachModulesOwnBundle)
+{
+    EXPECT_TRUE(names->displaynameForBundleIdentifier(kCPU).isNull()) << "never registered";
+    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("ukn"));
+    EXPECT_TRUE(icons->iconForBundleIdentifier(kCPU).isNull());
+    const struct {
+        QString identifier;
+        const char *name, *shortName;
+    } cases[] = {
+        {kCPU, "Processeur", "pro"},
+        {QStringLiteral("com.tallowcrest.plvFans"), "Ventilateurs", "ven"}, // names an icon file it lacks
+        // Not the processor's identifier in letter case: its bundle's translation of "ukn", not of "cpu".
+        {QStringLiteral("com.tallowcrest.plvcpu"), "Processeur (minuscules)", "inc"},
+        {kMemory, "Unknown", "mem"},   // a bundle without manifest keys or translations
+        {kNoBundle, "Unknown", "ukn"}, // no bundle at all
+    };
+    for (const auto &c : cases) {
+        names->addDisplaynameForBundleIdentifier(c.identifier);
+        icons->addIconForBundleIdentifier(c.identifier);
+        EXPECT_EQ(names->displaynameForBundleIdentifier(c.identifier), QLatin1String(c.name));
+        EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(c.identifier), QLatin1String(c.shortName));
+        if (c.identifier != kCPU) {
+            EXPECT_EQ(icons->iconForBundleIdentifier(c.identifier), PLVIconsForModules::actionTemplateImage()) << c.name;
+        }
+    }
+    const QImage icon = icons->iconForBundleIdentifier(kCPU);
+    ASSERT_EQ(icon.size(), QSize(24, 24));
+    EXPECT_EQ(icon.pixelColor(3, 12), QColor(200, 30, 30)); // red left half
+    EXPECT_EQ(icon.pixelColor(20, 12), QColor(30, 30, 200)); // blue right half
 
     // Registering again overwrites; the bundle has no English table, so the keys show.
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     names->addDisplaynameForBundleIdentifier(kCPU);
     EXPECT_EQ(names->displaynameForBundleIdentifier(kCPU), QStringLiteral("PROCESSOR_DISPLAY_NAME"));
     EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("cpu"));
-    EXPECT_EQ(names->displaynameDictionary().size(), 2);
-}
-
-TEST_F(Registries, LetterCaseOfTheIdentifierDecidesTheShortNameKey)
-{
-    names->addDisplaynameForBundleIdentifier(kLowercaseCPU);
-    EXPECT_EQ(names->displaynameForBundleIdentifier(kLowercaseCPU), QStringLiteral("Processeur (minuscules)"));
-    // The bundle translates both keys: the one chosen is "ukn", not "cpu".
-    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kLowercaseCPU), QStringLiteral("inc"));
-}
-
-TEST_F(Registries, ModulesNeverRegisteredWithoutABundleOrWithoutManifestKeys)
-{
-    EXPECT_TRUE(names->displaynameForBundleIdentifier(kCPU).isNull());
-    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kCPU), QStringLiteral("ukn"));
-    EXPECT_TRUE(icons->iconForBundleIdentifier(kCPU).isNull());
-
-    for (const QString &identifier : {kNoBundle, kMemory}) {
-        names->addDisplaynameForBundleIdentifier(identifier);
-        icons->addIconForBundleIdentifier(identifier);
-        EXPECT_EQ(names->displaynameForBundleIdentifier(identifier), QStringLiteral("Unknown"));
-        EXPECT_EQ(icons->iconForBundleIdentifier(identifier), PLVIconsForModules::actionTemplateImage());
-    }
-    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kNoBundle), QStringLiteral("ukn"));
-    EXPECT_EQ(names->displayname3LettersNameForBundleIdentifier(kMemory), QStringLiteral("mem")) << "untranslated key";
-}
-
-TEST_F(Registries, IconsAreLoadedFromTheBundleOrFallBackToTheActionImage)
-{
-    icons->addIconForBundleIdentifier(kCPU);
-    const QImage icon = icons->iconForBundleIdentifier(kCPU);
-    ASSERT_EQ(icon.size(), QSize(24, 24));
-    EXPECT_EQ(icon.pixelColor(3, 12), QColor(200, 30, 30)); // red left half
-    EXPECT_EQ(icon.pixelColor(20, 12), QColor(30, 30, 200)); // blue right half
-
-    icons->addIconForBundleIdentifier(kFans); // names a file its bundle lacks
-    EXPECT_FALSE(icons->iconForBundleIdentifier(kFans).isNull());
-    EXPECT_EQ(icons->iconForBundleIdentifier(kFans), PLVIconsForModules::actionTemplateImage());
+    EXPECT_EQ(names->displaynameDictionary().size(), 5);
 }
 
 TEST(ActionTemplateImage, ThemeIconWhenThereIsOneElseTheFrameworksOwn)
@@ -107,7 +121,48 @@ TEST(ActionTemplateImage, ThemeIconWhenThereIsOneElseTheFrameworksOwn)
     QIcon::setThemeName(QStringLiteral("Adwaita"));
     if (QIcon::fromTheme(QStringLiteral("emblem-system")).isNull())
         GTEST_SKIP() << "no icon theme with emblem-system installed";
-    const QImage themed = PLVIconsForModules::actionTemplateImage();
-    EXPECT_FALSE(themed.isNull());
-    EXPECT_NE(themed, framework);
+    EXPECT_FALSE(PLVIconsForModules::actionTemplateImage().isNull());
+    EXPECT_NE(PLVIconsForModules::actionTemplateImage(), framework);
+}
+
+// Each post rewrites the notification file with a new random key.
+TEST_F(ModulePreferences, EachModuleKeepsItsOwnDictionaryAndEverySetPosts)
+{
+    prefs->removeObjectForKey(kTodayWidget, kNoBundle); // a module with no dictionary yet
+    const QVariant stored = UserDefaultsExtras::getValueFromThePrefDico(kNoBundle);
+    EXPECT_EQ(stored.typeId(), QMetaType::QVariantMap);
+    EXPECT_TRUE(stored.toMap().isEmpty());
+    EXPECT_FALSE(QFileInfo::exists(notificationFile())) << "removing posts nothing";
+
+    prefs->setObject(qint64(1), kTodayWidget, kCPU);
+    const QString first = lastRandomKey();
+    EXPECT_FALSE(first.isEmpty());
+    prefs->setObject(qint64(1), kTodayWidget, kCPU); // unchanged, posted all the same
+    EXPECT_NE(lastRandomKey(), first);
+    prefs->setObject(QStringLiteral("red"), QStringLiteral("graphColor"), kCPU);
+    prefs->setObject(qint64(0), kTodayWidget, kMemory);
+    EXPECT_EQ(prefs->objectForKey(kTodayWidget, kCPU).toLongLong(), 1);
+    EXPECT_EQ(prefs->objectForKey(kTodayWidget, kMemory).toLongLong(), 0);
+    EXPECT_FALSE(prefs->objectForKey(QStringLiteral("graphColor"), kMemory).isValid());
+    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(kCPU).toMap().size(), 2) << "a dictionary under the identifier";
+
+    const QString beforeRemoval = lastRandomKey();
+    prefs->removeObjectForKey(kTodayWidget, kCPU);
+    EXPECT_EQ(lastRandomKey(), beforeRemoval) << "removing posts nothing";
+    EXPECT_FALSE(prefs->objectForKey(kTodayWidget, kCPU).isValid());
+    EXPECT_EQ(prefs->objectForKey(QStringLiteral("graphColor"), kCPU).toString(), QStringLiteral("red"));
+
+    // Null arguments change nothing.
+    prefs->setObject(QVariant(), QStringLiteral("graphColor"), kCPU);
+    prefs->setObject(qint64(1), QString(), kCPU);
+    prefs->removeObjectForKey(QString(), kCPU);
+    EXPECT_EQ(UserDefaultsExtras::getValueFromThePrefDico(kCPU).toMap().size(), 1);
+}
+
+TEST_F(ModulePreferences, TheWidgetHostStoresWithoutPosting)
+{
+    const plvtest::ChildResult child = plvtest::runChild(QStringLiteral("prefs_widget_set"));
+    ASSERT_EQ(child.exitCode, 0) << "2 = the child is not a widget host; " << child.err.toStdString();
+    EXPECT_EQ(prefs->objectForKey(kTodayWidget, kCPU).toLongLong(), 5);
+    EXPECT_FALSE(QFileInfo::exists(notificationFile()));
 }

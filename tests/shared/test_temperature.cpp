@@ -23,45 +23,16 @@ struct LocaleEnvironment {
     plvtest::ScopedEnv lang, measurement, all;
 };
 
-class TemperatureChanges : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        token = PLVNotificationCenter::defaultCenter()->addObserverForName(
-            TQSytemTemperatureSettting::didChangeNotification, nullptr, [this](const PLVNotification &n) {
-                ++posts;
-                withObject = withObject || n.object;
-            });
-    }
-    void TearDown() override { PLVNotificationCenter::defaultCenter()->removeObserver(token); }
-
-    // The old variables are restored before the new ones are set.
-    void setLocale(const QByteArray &lang) { env.reset(), env.emplace(lang); }
-    void switchLocaleTo(const QByteArray &lang)
-    {
-        setLocale(lang);
-        QEvent event(QEvent::LocaleChange);
-        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
-    }
-
-    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
-    QObject *token = nullptr;
-    int posts = 0;
-    bool withObject = false;
-    std::optional<LocaleEnvironment> env;
-};
-
 } // namespace
 
 TEST(Temperature, UnitFollowsTheMeasurementLocale)
 {
     TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
     EXPECT_EQ(settings->storedTemperatureSetting(), 0) << "creation reads nothing";
-    struct Case {
+    const struct {
         QByteArray lang, measurement, all;
         int expected;
-    } const cases[] = {
+    } cases[] = {
         {{}, {}, {}, -1}, {"C", {}, {}, -1}, {"POSIX", {}, {}, -1}, {"C.UTF-8", {}, {}, -1},
         {"xx_QQ.UTF-8", {}, {}, -1},                    // a locale nobody knows
         {"en_US.UTF-8", {}, {}, 1}, {"es_US.UTF-8", {}, {}, 1},
@@ -74,7 +45,7 @@ TEST(Temperature, UnitFollowsTheMeasurementLocale)
         {"de_DE.UTF-8", "en_US.UTF-8", "fr_FR.UTF-8", 0}, // LC_ALL beats every category
         {{}, {}, "en_US.UTF-8", 1},
     };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         const LocaleEnvironment env(c.lang, c.measurement, c.all);
         EXPECT_EQ(settings->temperatureSetting(), c.expected) << "LANG=" << c.lang.toStdString()
             << " LC_MEASUREMENT=" << c.measurement.toStdString() << " LC_ALL=" << c.all.toStdString();
@@ -82,54 +53,48 @@ TEST(Temperature, UnitFollowsTheMeasurementLocale)
     }
 }
 
-TEST_F(TemperatureChanges, AChangeOfUnitPostsOnceAndAKeptUnitPostsNothing)
+TEST(Temperature, FollowedOnlyWhileSubscribedAndPostedOnlyWhenTheUnitChanges)
 {
+    TQSytemTemperatureSettting *settings = TQSytemTemperatureSettting::sharedInstance();
+    PLVNotificationCenter *local = PLVNotificationCenter::defaultCenter();
+    int posts = 0;
+    bool withObject = false;
+    QObject *token = local->addObserverForName(TQSytemTemperatureSettting::didChangeNotification, nullptr,
+                                               [&](const PLVNotification &n) { ++posts, withObject |= n.object != nullptr; });
+    const int before = local->observerCount();
+    // The old variables are restored before the new ones are set.
+    std::optional<LocaleEnvironment> env;
+    const auto setLocale = [&](const QByteArray &lang) { env.reset(), env.emplace(lang); };
+    const auto switchLocaleTo = [&](const QByteArray &lang, QEvent::Type type = QEvent::LocaleChange) {
+        setLocale(lang);
+        QEvent event(type);
+        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+    };
+    switchLocaleTo("en_US.UTF-8");
+    EXPECT_EQ(posts, 0) << "not followed before subscribing";
+
     setLocale({});
     settings->setSystemTemperatureUsed(true);
     EXPECT_EQ(settings->storedTemperatureSetting(), -1) << "subscribing reads the unit";
-
     switchLocaleTo("de_DE.UTF-8");
     EXPECT_EQ(posts, 1);
     EXPECT_FALSE(withObject);
     switchLocaleTo("fr_FR.UTF-8"); // another locale, the same unit
     EXPECT_EQ(posts, 1);
-    switchLocaleTo("en_US.UTF-8");
-    EXPECT_EQ(posts, 2);
-
-    setLocale("de_DE.UTF-8");
-    QEvent other(QEvent::ApplicationFontChange); // not a locale change
-    QCoreApplication::sendEvent(QCoreApplication::instance(), &other);
-    EXPECT_EQ(posts, 2);
-}
-
-TEST_F(TemperatureChanges, NothingIsFollowedBeforeSubscribingOrAfterUnsubscribing)
-{
-    setLocale("de_DE.UTF-8");
-    switchLocaleTo("en_US.UTF-8");
-    EXPECT_EQ(posts, 0);
-
-    settings->setSystemTemperatureUsed(true);
-    settings->setSystemTemperatureUsed(false);
-    EXPECT_FALSE(settings->systemTemperatureUsed());
-    switchLocaleTo("de_DE.UTF-8");
-    EXPECT_EQ(posts, 0);
-    EXPECT_EQ(settings->storedTemperatureSetting(), 1) << "no read after unsubscribing";
-}
-
-TEST_F(TemperatureChanges, SubscribingTwiceRunsTheCheckTwicePerChange)
-{
-    setLocale("de_DE.UTF-8");
-    const int before = PLVNotificationCenter::defaultCenter()->observerCount();
-    settings->setSystemTemperatureUsed(true);
-    settings->setSystemTemperatureUsed(true);
-    EXPECT_EQ(PLVNotificationCenter::defaultCenter()->observerCount(), before + 2);
-
-    // The first check stores the new unit, so the second finds no change.
-    switchLocaleTo("en_US.UTF-8");
+    switchLocaleTo("en_US.UTF-8", QEvent::ApplicationFontChange); // not a locale change
     EXPECT_EQ(posts, 1);
+
+    // Subscribing twice checks twice; the first check stores the new unit, so the second finds no change.
+    settings->setSystemTemperatureUsed(true);
+    EXPECT_EQ(local->observerCount(), before + 2);
+    switchLocaleTo("de_DE.UTF-8");
+    EXPECT_EQ(posts, 2);
 
     settings->setSystemTemperatureUsed(false); // removes both
-    EXPECT_EQ(PLVNotificationCenter::defaultCenter()->observerCount(), before);
-    switchLocaleTo("de_DE.UTF-8");
-    EXPECT_EQ(posts, 1);
+    EXPECT_FALSE(settings->systemTemperatureUsed());
+    EXPECT_EQ(local->observerCount(), before);
+    switchLocaleTo("en_US.UTF-8");
+    EXPECT_EQ(posts, 2);
+    EXPECT_EQ(settings->storedTemperatureSetting(), 0) << "no read after unsubscribing";
+    local->removeObserver(token);
 }
