@@ -3,8 +3,13 @@
 #include "PLVTsan.h"
 
 #include <QCoreApplication>
+#include <QEvent>
+#include <QPointer>
+#include <QRunnable>
 #include <QThread>
 #include <QTimer>
+
+#include <mutex>
 
 namespace {
 constexpr int kGlobalQueueWidth = 64;
@@ -14,6 +19,61 @@ constexpr int kGlobalQueueWidth = 64;
 char globalSubmitted;
 char mainSubmitted;
 char globalDrained;
+
+// The work objects are built completely before the release, and Qt only
+// passes their pointers along, so nothing is written after the edge.
+class GlobalTask : public QRunnable
+{
+public:
+    explicit GlobalTask(PLVDispatch::Work work) : m_work(std::move(work)) { setAutoDelete(true); }
+    void run() override
+    {
+        plvTsanAcquire(&globalSubmitted);
+        m_work();
+        plvTsanRelease(&globalDrained);
+    }
+
+private:
+    PLVDispatch::Work m_work;
+};
+
+const QEvent::Type kMainQueueEvent = QEvent::Type(QEvent::registerEventType());
+
+class MainQueueEvent : public QEvent
+{
+public:
+    explicit MainQueueEvent(PLVDispatch::Work work) : QEvent(kMainQueueEvent), work(std::move(work)) {}
+    PLVDispatch::Work work;
+};
+
+// Receives the main queue's work on the main thread.
+class MainQueue : public QObject
+{
+public:
+    bool event(QEvent *e) override
+    {
+        if (e->type() != kMainQueueEvent)
+            return QObject::event(e);
+        plvTsanAcquire(&mainSubmitted);
+        static_cast<MainQueueEvent *>(e)->work();
+        return true;
+    }
+};
+
+// One receiver per application object, living in its thread.
+QObject *mainQueueReceiver(QCoreApplication *app)
+{
+    static std::mutex mutex;
+    static QPointer<QObject> receiver;
+    std::lock_guard lock(mutex);
+    if (!receiver || receiver->parent() != app) {
+        auto *r = new MainQueue;
+        r->moveToThread(app->thread());
+        r->setParent(app);
+        receiver = r;
+    }
+    return receiver;
+}
 }
 
 QThreadPool *PLVDispatch::globalPool()
@@ -33,24 +93,18 @@ void PLVDispatch::async(Queue queue, Work work)
     if (!work)
         return;
     if (queue == Queue::Global) {
-        std::function<void()> task = [work = std::move(work)] {
-            plvTsanAcquire(&globalSubmitted);
-            work();
-            plvTsanRelease(&globalDrained);
-        };
+        auto *task = new GlobalTask(std::move(work));
         plvTsanRelease(&globalSubmitted);
-        globalPool()->start(std::move(task));
+        globalPool()->start(task);
         return;
     }
     QCoreApplication *app = QCoreApplication::instance();
     if (!app)
         return;
-    std::function<void()> task = [work = std::move(work)] {
-        plvTsanAcquire(&mainSubmitted);
-        work();
-    };
+    QObject *receiver = mainQueueReceiver(app);
+    auto *event = new MainQueueEvent(std::move(work));
     plvTsanRelease(&mainSubmitted);
-    QMetaObject::invokeMethod(app, std::move(task), Qt::QueuedConnection);
+    QCoreApplication::postEvent(receiver, event);
 }
 
 void PLVDispatch::after(double seconds, Queue queue, Work work)

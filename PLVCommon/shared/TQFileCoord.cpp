@@ -145,6 +145,7 @@ TQFileCoord::~TQFileCoord()
     if (m_queue) {
         m_queue->clear();
         m_queue->waitForDone();
+        plvTsanAcquire(&m_callbacksDone);
     }
 }
 
@@ -164,6 +165,7 @@ void TQFileCoord::enqueueChange()
     std::function<void()> callback = [this] {
         plvTsanAcquire(&handoff);
         presentedItemDidChange();
+        plvTsanRelease(&m_callbacksDone); // seen by whoever waits for the queue
     };
     plvTsanRelease(&handoff);
     m_queue->start(std::move(callback));
@@ -191,6 +193,7 @@ void TQFileCoord::remove()
     if (m_queue) {
         m_queue->clear();
         m_queue->waitForDone(); // a running callback still reads the path
+        plvTsanAcquire(&m_callbacksDone);
         m_queue.reset();
     }
     m_delegate.store(nullptr);

@@ -54,6 +54,8 @@ private:
     void unregister();
 
     std::unique_ptr<QThreadPool> m_queue;
+
+    char m_callbacksDone = 0; // ThreadSanitizer: callbacks ended before a wait returned
     std::atomic<double> m_lastModificationDate{0.0};
     QUrl m_targetURL;
     QString m_path;
