@@ -34,6 +34,11 @@ public:
     static bool writeFile(const QString &path, const QVariant &value,
                           QFileDevice::Permissions permissions = QFileDevice::ReadOwner | QFileDevice::WriteOwner);
 
+    // The value as reading it back from a file gives it: integers as qint64,
+    // reals as double, string lists as lists, dates to the second. Invalid when
+    // the value holds something a property list cannot.
+    static QVariant normalized(const QVariant &value);
+
     // The structural guard run before parsing (exposed for tests and fuzzing).
     static bool isWithinLimits(const QByteArray &data);
 };

@@ -191,9 +191,17 @@ bool PLVUserDefaults::update(const std::function<void(QVariantMap &)> &change)
     if (readStore(m_path, &map) == FileState::Corrupt)
         moveCorruptAside(m_path);
     change(map);
-    // The next read parses the new file, so this process sees the same value
-    // types as every other reader.
-    return PLVPlist::writeFile(m_path, map);
+    if (!PLVPlist::writeFile(m_path, map))
+        return false;
+    // Later reads of this process reuse what it wrote, in the types any reader
+    // of the file would get.
+    Identity written;
+    if (identityOf(m_path, &written)) {
+        ReadCache &cache = readCache();
+        std::lock_guard lock(cache.mutex);
+        cache.items.insert(m_path, {written, PLVPlist::normalized(map).toMap()});
+    }
+    return true;
 }
 
 bool PLVUserDefaults::synchronize()

@@ -112,6 +112,7 @@ TEST(Plist, WrittenXmlRoundTripsAndIsReadableByPythonPlistlib)
     ASSERT_TRUE(PLVPlist::writeFile(path, value));
 
     const QVariantMap back = PLVPlist::readDictionary(path).toMap();
+    EXPECT_EQ(PLVPlist::normalized(value).toMap(), back) << "normalizing gives what a reader of the file gets";
     EXPECT_EQ(back.value(QStringLiteral("beforeEpoch")).toDateTime(), value.value(QStringLiteral("beforeEpoch")).toDateTime());
     EXPECT_EQ(back.value(QStringLiteral("fraction")).toDateTime(), QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59), Qt::UTC));
     EXPECT_EQ(back.value(QStringLiteral("stringList")), (QVariantList{QStringLiteral("a"), QStringLiteral("b")}));
