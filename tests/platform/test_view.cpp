@@ -163,11 +163,6 @@ TEST(View, TextIsDrawnUprightWithItsLineBoxAboveThePoint)
 
 TEST(View, InterfaceFilesBuildRegisteredViewsAndWireOutlets)
 {
-    class Owner : public QObject
-    {
-    public:
-        QWidget *button = nullptr;
-    };
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("Test.ui"));
     plvtest::writeFile(path, R"(<?xml version="1.0" encoding="UTF-8"?>
