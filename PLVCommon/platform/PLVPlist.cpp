@@ -415,61 +415,9 @@ plist_t fromVariant(const QVariant &v, int depth)
 
 QVariant PLVPlist::normalized(const QVariant &value)
 {
-    switch (value.typeId()) {
-    case QMetaType::QVariantMap:
-    case QMetaType::QVariantHash: {
-        QVariantMap out;
-        const QVariantMap map = value.toMap();
-        for (auto it = map.cbegin(); it != map.cend(); ++it) {
-            QVariant v = normalized(it.value());
-            if (!v.isValid())
-                return {};
-            out.insert(it.key(), v);
-        }
-        return out;
-    }
-    case QMetaType::QVariantList:
-    case QMetaType::QStringList: {
-        QVariantList out;
-        for (const QVariant &item : value.toList()) {
-            QVariant v = normalized(item);
-            if (!v.isValid())
-                return {};
-            out.append(v);
-        }
-        return out;
-    }
-    case QMetaType::QString:
-    case QMetaType::Bool:
-    case QMetaType::QByteArray:
-        return value;
-    case QMetaType::Int:
-    case QMetaType::Long:
-    case QMetaType::LongLong:
-    case QMetaType::Short:
-    case QMetaType::SChar:
-    case QMetaType::Char:
-        return QVariant::fromValue(value.toLongLong());
-    case QMetaType::UInt:
-    case QMetaType::ULong:
-    case QMetaType::ULongLong:
-    case QMetaType::UShort:
-    case QMetaType::UChar:
-        return QVariant::fromValue(qint64(value.toULongLong()));
-    case QMetaType::Double:
-    case QMetaType::Float:
-        return value.toDouble();
-    case QMetaType::QDateTime: {
-        const QDateTime dt = value.toDateTime();
-        if (!dt.isValid())
-            return {};
-        const qint64 ms = dt.toMSecsSinceEpoch();
-        const qint64 sec = ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
-        return QDateTime::fromSecsSinceEpoch(sec, Qt::UTC);
-    }
-    default:
-        return {};
-    }
+    // Through the same conversions a write and a read make, without the XML.
+    PlistPtr node(fromVariant(value, 0));
+    return node ? toVariant(node.get(), 0) : QVariant();
 }
 
 bool PLVPlist::isWithinLimits(const QByteArray &data)
