@@ -261,12 +261,6 @@ quint64 installedMemory(const PLVSysRoot &root, const PLVMemInfo &m)
     return installed;
 }
 
-long pageSize()
-{
-    const long size = ::sysconf(_SC_PAGESIZE);
-    return size > 0 ? size : 0;
-}
-
 std::optional<LoadAverage> loadAverage(const PLVSysRoot &root)
 {
     std::vector<char> &buf = PLVSysFile::scratchBuffer();
@@ -307,23 +301,6 @@ std::optional<quint32> taskCount(const PLVSysRoot &root)
             ++count;
     });
     return ok ? std::optional<quint32>(count) : std::nullopt;
-}
-
-std::optional<double> bootInstant(const PLVSysRoot &root)
-{
-    if (root.isLive())
-        return PLVLinuxClock::bootInstant();
-    const QByteArray stat = PLVSysFile::read(root.path(QStringLiteral("proc/stat")));
-    if (stat.isNull())
-        return std::nullopt;
-    const qsizetype at = stat.startsWith("btime ") ? 0 : stat.indexOf("\nbtime ");
-    if (at < 0)
-        return std::nullopt;
-    const char *p = stat.constData() + at + (at == 0 ? 6 : 7);
-    unsigned long long seconds = 0;
-    if (!PLVSysFile::parseU64(p, stat.constData() + stat.size(), seconds))
-        return std::nullopt;
-    return double(seconds);
 }
 
 QString hwModel(const PLVSysRoot &root)

@@ -77,8 +77,6 @@ std::optional<int> memoryLevel(const PLVMemInfo &info);
 // plug changes it).
 quint64 installedMemory(const PLVSysRoot &root, const PLVMemInfo &info);
 
-// sysconf(_SC_PAGESIZE); 0 when it fails.
-long pageSize();
 
 // /proc/loadavg: the three averages (what getloadavg() reads) and the number
 // of threads (the total after the slash of field 4).
@@ -91,9 +89,6 @@ std::optional<LoadAverage> loadAverage(const PLVSysRoot &root);
 // Number of processes: the numeric entries of /proc.
 std::optional<quint32> taskCount(const PLVSysRoot &root);
 
-// Boot instant in seconds since 1970. The live system: CLOCK_REALTIME −
-// CLOCK_BOOTTIME; any other root: the `btime` line of its /proc/stat.
-std::optional<double> bootInstant(const PLVSysRoot &root);
 
 // Machine model: DMI product_name, else the device-tree model; null when neither.
 QString hwModel(const PLVSysRoot &root);

@@ -148,31 +148,6 @@ std::optional<QList<qint32>> listPids(const PLVSysRoot &root)
     return pids;
 }
 
-double bootInstant(const PLVSysRoot &root)
-{
-    if (root.isLive())
-        return PLVLinuxClock::bootInstant();
-    const QByteArray stat = PLVSysFile::read(root.path(QStringLiteral("proc/stat")));
-    for (const QByteArray &line : stat.split('\n')) {
-        if (line.startsWith("btime ")) {
-            const char *p = line.constData() + 6;
-            unsigned long long v = 0;
-            if (PLVSysFile::parseU64(p, line.constData() + line.size(), v))
-                return double(v);
-        }
-    }
-    return 0.0;
-}
-
-long pageSize()
-{
-    static const long size = [] {
-        const long s = sysconf(_SC_PAGESIZE);
-        return s > 0 ? s : 4096L;
-    }();
-    return size;
-}
-
 PidDir::PidDir(const PLVSysRoot &root, qint32 pid)
 {
     if (pid <= 0)

@@ -41,11 +41,8 @@ bool parseStat(const char *text, size_t length, PLVProcStat &out);
 // system). nullopt when /proc itself cannot be read.
 std::optional<QList<qint32>> listPids(const PLVSysRoot &root);
 
-// The boot instant in seconds since 1970. Live: CLOCK_REALTIME - CLOCK_BOOTTIME;
-// under a fixture root: the "btime" line of <root>/proc/stat (0 when absent).
-double bootInstant(const PLVSysRoot &root);
-
-long pageSize();
+// The page size, 4096 when the system does not say.
+inline long pageSize() { return PLVLinuxClock::pageSize() > 0 ? PLVLinuxClock::pageSize() : 4096L; }
 
 class PidDir
 {

@@ -299,6 +299,30 @@ double bootInstant()
     return double(real.tv_sec - boot.tv_sec) + double(real.tv_nsec - boot.tv_nsec) / 1e9;
 }
 
+std::optional<double> bootInstant(const PLVSysRoot &root)
+{
+    if (root.isLive())
+        return bootInstant();
+    const QByteArray stat = PLVSysFile::read(root.path(QStringLiteral("proc/stat")));
+    const qsizetype at = stat.startsWith("btime ") ? 0 : stat.indexOf("\nbtime ");
+    if (stat.isNull() || at < 0)
+        return std::nullopt;
+    const char *p = stat.constData() + at + (at == 0 ? 6 : 7);
+    unsigned long long seconds = 0;
+    if (!PLVSysFile::parseU64(p, stat.constData() + stat.size(), seconds))
+        return std::nullopt;
+    return double(seconds);
+}
+
+long pageSize()
+{
+    static const long size = [] {
+        const long s = ::sysconf(_SC_PAGESIZE);
+        return s > 0 ? s : 0L;
+    }();
+    return size;
+}
+
 long clockTicksPerSecond()
 {
     static const long ticks = [] {

@@ -2,6 +2,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
+
 #include <sys/types.h>
 
 #include <mutex>
@@ -116,6 +118,11 @@ namespace PLVLinuxClock {
 // The boot instant in seconds since 1970: CLOCK_REALTIME - CLOCK_BOOTTIME, so
 // that time spent suspended is counted as up time.
 double bootInstant();
+// The same under a root: live, as above; any other root, the "btime" line of
+// its /proc/stat. Absent when that line is missing.
+std::optional<double> bootInstant(const PLVSysRoot &root);
 // Kernel clock ticks per second (_SC_CLK_TCK).
 long clockTicksPerSecond();
+// sysconf(_SC_PAGESIZE); 0 when it fails.
+long pageSize();
 } // namespace PLVLinuxClock

@@ -219,7 +219,7 @@ QDateTime TQProcessInfo::processStartDateForPid(qint32 pid, const PLVSysRoot &ro
     PLVProcStat stat;
     if (!readUsableRecord(pid, root, stat))
         return {};
-    const double seconds = PLVProcessReader::bootInstant(root)
+    const double seconds = PLVLinuxClock::bootInstant(root).value_or(0.0)
                            + double(stat.startTime) / double(PLVLinuxClock::clockTicksPerSecond());
     // Whole seconds, as the kernel's process record gives them elsewhere.
     return QDateTime::fromSecsSinceEpoch(qint64(std::floor(seconds)), Qt::UTC);

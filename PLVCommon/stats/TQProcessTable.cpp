@@ -257,7 +257,7 @@ bool TQProcessTable::refresh()
         m_olderBaseTime = m_refreshes > 0 ? m_baseTime : -1.0;
         m_baseTime = now;
     }
-    m_bootInstant = PLVProcessReader::bootInstant(m_root);
+    m_bootInstant = PLVLinuxClock::bootInstant(m_root).value_or(0.0);
     ++m_refreshes;
 
     // Merge the sorted listing with the sorted entries of the last refresh.

@@ -233,7 +233,7 @@ QVariantMap &TQSystemInfo::updateLoadInfo(QVariantMap &dictionary, const PLVSysR
 
 QVariantMap &TQSystemInfo::updateUpTime(QVariantMap &dictionary, const PLVSysRoot &root)
 {
-    const std::optional<double> boot = PLVHostSource::bootInstant(root);
+    const std::optional<double> boot = PLVLinuxClock::bootInstant(root);
     if (!boot)
         return dictionary;
     const QDateTime bootDate = QDateTime::fromMSecsSinceEpoch(qint64(std::llround(*boot * 1000.0)), QTimeZone::utc());
@@ -263,7 +263,7 @@ QVariantMap TQSystemInfo::memoryData(const PLVSysRoot &root)
     PLVMemInfo info;
     const bool read = PLVHostSource::readMemInfo(root, info);
 
-    long pageSize = PLVHostSource::pageSize();
+    long pageSize = PLVLinuxClock::pageSize();
     if (pageSize == 0) {
         qCWarning(plvStats) << "Error Host Page Size";
         pageSize = 4096;
