@@ -59,6 +59,15 @@ void PLVGraphArrays::addNewValue2(float value)
     push(pointArray2, m_maxSizeVar, value, m_currentMaxValue2);
 }
 
+QVariantList PLVGraphArrays::valuesToPublish() const
+{
+    QVariantList values;
+    values.reserve(int(m_maxSizeVar));
+    for (qint64 k = 0; k < m_maxSizeVar; ++k)
+        values << float(pointArray[k].y());
+    return values;
+}
+
 float PLVGraphArrays::maxValue() const
 {
     return m_currentMaxValue2 > m_currentMaxValue ? m_currentMaxValue2 : m_currentMaxValue;

@@ -2,6 +2,7 @@
 #include <QList>
 #include <QObject>
 #include <QPointF>
+#include <QVariantList>
 
 // Sample history of one or two series, kept as ready-to-draw points so that a
 // graph hands the arrays to its path as they are (no copy, no conversion).
@@ -37,6 +38,9 @@ public:
     // maxSizeVar() points each, oldest first.
     const QPointF *arrayToDisplay() const { return pointArray; }
     const QPointF *arrayToDisplay2() const { return pointArray2; }
+    // The first series' values, oldest first, as floats: how a model publishes
+    // its history in modelData (a copy, safe to hand to the main thread).
+    QVariantList valuesToPublish() const;
 
     // The greater of the two series maxima (the first when they do not compare).
     Q_INVOKABLE float maxValue() const;

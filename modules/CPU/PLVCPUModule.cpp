@@ -12,16 +12,6 @@ namespace {
 
 QString percentText(float fraction) { return StringExtras::floatToPercentageString(fraction * 100.0f); }
 
-QVariantList historyValues(const PLVGraphArrays &history)
-{
-    QVariantList values;
-    const QPointF *points = history.arrayToDisplay();
-    values.reserve(int(history.maxSizeVar()));
-    for (qint64 k = 0; k < history.maxSizeVar(); ++k)
-        values << float(points[k].y());
-    return values;
-}
-
 } // namespace
 
 PLVCPUModuleModel::PLVCPUModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
@@ -62,7 +52,7 @@ void PLVCPUModuleModel::updateModel()
         for (const char *key : {"userCPU", "systemCPU", "niceCPU", "idleCPU"})
             values.insert(QLatin1String(key) + QStringLiteral("Text"), percentText(values.value(QLatin1String(key)).toFloat()));
         m_history.addNewValue(usage * 100.0f);
-        values.insert(QStringLiteral("cpuHistory"), historyValues(m_history));
+        values.insert(QStringLiteral("cpuHistory"), m_history.valuesToPublish());
         values.insert(QStringLiteral("cpuHistoryMax"), m_history.maxValue());
     }
     QVariantList cores;

@@ -69,12 +69,8 @@ void PLVGPUModuleModel::updateModel()
         if (facts.isEmpty())
             facts << PLVLoc(QStringLiteral("no statistics"));
         summaries << name + QStringLiteral(": ") + facts.join(QStringLiteral(", "));
-        if (const PLVGraphArrays *h = m_history.graphArrayAtIndex(index)) {
-            QVariantList points;
-            for (qint64 k = 0; k < h->maxSizeVar(); ++k)
-                points << float(h->arrayToDisplay()[k].y());
-            entry.insert(QStringLiteral("history"), points);
-        }
+        if (const PLVGraphArrays *h = m_history.graphArrayAtIndex(index))
+            entry.insert(QStringLiteral("history"), h->valuesToPublish());
         list << entry;
     }
     values.insert(QStringLiteral("gpuList"), list);

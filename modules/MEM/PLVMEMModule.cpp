@@ -37,11 +37,7 @@ void PLVMEMModuleModel::updateModel()
         values.insert(QStringLiteral("memUsedPerc"), used);
         values.insert(QStringLiteral("memUsedText"), StringExtras::floatToPercentageString(used));
         m_history.addNewValue(used);
-        QVariantList history;
-        const QPointF *points = m_history.arrayToDisplay();
-        for (qint64 k = 0; k < m_history.maxSizeVar(); ++k)
-            history << float(points[k].y());
-        values.insert(QStringLiteral("memHistory"), history);
+        values.insert(QStringLiteral("memHistory"), m_history.valuesToPublish());
     }
     if (m_processes.refresh()) {
         QStringList tops;
