@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs everything the build, the tests and the benchmarks need on Debian 12.
 # Idempotent: does nothing when every package is already there.
+# `setup.sh --list` prints the list (CI checks that the build uses nothing else).
 set -euo pipefail
 
 packages=(
@@ -11,7 +12,12 @@ packages=(
   fonts-dejavu-core
   python3 python3-psutil procps
   dbus-daemon xvfb libxcb1-dev
+  strace
 )
+if [ "${1:-}" = --list ]; then
+  printf '%s\n' "${packages[@]}"
+  exit 0
+fi
 
 missing=()
 for p in "${packages[@]}"; do
