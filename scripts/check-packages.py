@@ -18,8 +18,11 @@ DPKG_STATUS = "/var/lib/dpkg/status"
 SYSTEM_PREFIXES = ("/usr/", "/lib", "/bin/", "/sbin/", "/etc/", "/opt/")
 # Files that tools open while searching rather than because the build needs their package:
 # pkgconf reads every .pc file on its path (what a module really needs shows in its headers and
-# libraries), and the C library reads locale.alias when it happens to be there.
-SCANNED = re.compile(r"\.pc$|^/usr/share/locale/locale\.alias$")
+# libraries); the C library reads locale.alias and loads the NSS modules nsswitch.conf names when
+# they happen to be there; dbus-daemon reads every service file, Qt every icon theme's index, and
+# Python every .pth file of its path.
+SCANNED = re.compile(r"\.pc$|\.pth$|^/usr/share/locale/locale\.alias$|/libnss_[^/]*\.so[.0-9]*$"
+                     r"|^/usr/share/dbus-1/(system-)?services/|^/usr/share/icons/[^/]+/index\.theme$")
 CALL = re.compile(r'\b(?:openat|execve)\((?:AT_FDCWD, )?"(/[^"]*)"')
 
 

@@ -9,7 +9,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-svg-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev
   libgl-dev libplist-dev libpci-dev pci.ids
   libgtest-dev libgmock-dev libbenchmark-dev
-  fonts-dejavu-core
+  fonts-dejavu-core adwaita-icon-theme
   python3 python3-psutil procps
   dbus-daemon xvfb libxcb1-dev
   strace
