@@ -16,6 +16,7 @@ extern "C" {
 #include <unistd.h>
 
 #include <cerrno>
+#include <csetjmp>
 #include <cstdlib>
 
 namespace {
@@ -77,14 +78,99 @@ bool isPassThroughStub(const QString &driver)
            || driver == QLatin1String("pciback") || driver == QLatin1String("xen-pciback");
 }
 
+// Anything but an awake device (or one without runtime power management, or a
+// tree without the file) is left alone: suspended, suspending, resuming, error.
 bool isAsleep(const QByteArray &runtimeStatus)
 {
-    return runtimeStatus == "suspended" || runtimeStatus == "suspending";
+    return !runtimeStatus.isEmpty() && runtimeStatus != "active" && runtimeStatus != "unsupported";
 }
 
-// libpci's hooks: the library must not print or exit on our behalf.
-[[noreturn]] void pciError(char *, ...) { std::abort(); }
+// The autosuspend delay assumed when the driver gives none: long enough for
+// drivers that keep their own idle timer.
+constexpr double kDefaultIdleMs = 10000;
+// Added to the delay so that the device's timer has surely run out when the next read is due.
+constexpr double kIdleMarginMs = 1000;
+
+// libpci's hooks: the library must not print or exit on our behalf. Its error
+// hook may not return, so it jumps back to the lookup that called libpci.
+sigjmp_buf pciFailure; // guarded by the name lookup's mutex
+[[noreturn]] void pciError(char *, ...) { siglongjmp(pciFailure, 1); }
 void pciQuiet(char *, ...) {}
+
+// Only plain data lives in this frame: the jump back from pciError skips
+// nothing that needs destroying.
+bool lookupPciName(pci_access *pci, char *buf, int size, int flags, quint16 vendor, quint16 device, const char **name)
+{
+    if (sigsetjmp(pciFailure, 0) != 0)
+        return false;
+    *name = pci_lookup_name(pci, buf, size, flags | PCI_LOOKUP_NO_NUMBERS | PCI_LOOKUP_NO_HWDB, vendor, device);
+    return true;
+}
+
+struct PciNames {
+    std::mutex mutex; // libpci's name cache is not thread-safe
+    pci_access *pci = nullptr;
+    bool failed = false; // the ids file could not be parsed: no names, no retry
+    QByteArray idsFile;
+    QHash<quint32, std::pair<QString, bool>> names; // name, from pci.ids
+};
+PciNames &pciNames()
+{
+    static PciNames n;
+    return n;
+}
+
+std::pair<QString, bool> lookupModel(quint16 vendor, quint16 device)
+{
+    PciNames &n = pciNames();
+    std::lock_guard lock(n.mutex);
+    const quint32 key = (quint32(vendor) << 16) | device;
+    if (const auto it = n.names.constFind(key); it != n.names.cend())
+        return it.value();
+    if (!n.pci && !n.failed) {
+        // Only the name lookup is used, which needs no access method (pci_init
+        // would give up on machines without one). Names come from libpci's
+        // default ids file alone: udev's hwdb copy of it is skipped, which also
+        // keeps libudev out of the process.
+        n.pci = pci_alloc();
+        if (n.pci) {
+            n.pci->error = pciError;
+            n.pci->warning = pciQuiet;
+            n.pci->debug = pciQuiet;
+            if (!n.idsFile.isEmpty())
+                pci_set_name_list_path(n.pci, n.idsFile.data(), 0);
+        }
+    }
+    QString deviceName, vendorName;
+    if (n.pci) {
+        char buf[512];
+        const char *d = nullptr, *v = nullptr;
+        bool ok = lookupPciName(n.pci, buf, sizeof buf, PCI_LOOKUP_DEVICE, vendor, device, &d);
+        if (ok && d)
+            deviceName = QString::fromUtf8(d);
+        ok = ok && lookupPciName(n.pci, buf, sizeof buf, PCI_LOOKUP_VENDOR, vendor, 0, &v);
+        if (ok && v)
+            vendorName = QString::fromUtf8(v);
+        if (!ok) {
+            // A broken ids file: libpci's state is half built. It is dropped
+            // (its memory and the open file leak, once) and names stay unknown.
+            n.pci = nullptr;
+            n.failed = true;
+            deviceName.clear();
+            vendorName.clear();
+        }
+    }
+    const QString ids = QStringLiteral("[%1:%2]").arg(vendor, 4, 16, QLatin1Char('0')).arg(device, 4, 16, QLatin1Char('0'));
+    std::pair<QString, bool> found;
+    if (!deviceName.isEmpty())
+        found = {deviceName, true};
+    else if (!vendorName.isEmpty())
+        found = {vendorName + QStringLiteral(" device ") + ids, false};
+    else
+        found = {QStringLiteral("Display controller ") + ids, false};
+    n.names.insert(key, found);
+    return found;
+}
 
 } // namespace
 
@@ -93,45 +179,39 @@ PLVGPUSources::PLVGPUSources(const PLVSysRoot &root, std::shared_ptr<PLVNVML> nv
 {
 }
 
-QString PLVGPUSources::modelName(quint16 vendor, quint16 device)
+QString PLVGPUSources::modelName(quint16 vendor, quint16 device) { return lookupModel(vendor, device).first; }
+
+bool PLVGPUSources::hasDeviceName(quint16 vendor, quint16 device) { return lookupModel(vendor, device).second; }
+
+void PLVGPUSources::setIdsFile(const QString &path)
 {
-    static std::mutex mutex; // libpci's name cache is not thread-safe
-    static pci_access *pci = nullptr;
-    static QHash<quint32, QString> names;
-    std::lock_guard lock(mutex);
-    const quint32 key = (quint32(vendor) << 16) | device;
-    if (const auto it = names.constFind(key); it != names.cend())
-        return it.value();
-    if (!pci) {
-        // Only the name lookup is used, which needs no access method (pci_init
-        // would give up on machines without one). Names come from libpci's
-        // default ids file alone: udev's hwdb copy of it is skipped, which also
-        // keeps libudev out of the process.
-        pci = pci_alloc();
-        if (pci) {
-            pci->error = pciError;
-            pci->warning = pciQuiet;
-            pci->debug = pciQuiet;
-        }
-    }
-    QString deviceName, vendorName;
-    if (pci) {
-        char buf[512];
-        if (const char *d = pci_lookup_name(pci, buf, sizeof buf, PCI_LOOKUP_DEVICE | PCI_LOOKUP_NO_NUMBERS | PCI_LOOKUP_NO_HWDB, vendor, device))
-            deviceName = QString::fromUtf8(d);
-        if (const char *v = pci_lookup_name(pci, buf, sizeof buf, PCI_LOOKUP_VENDOR | PCI_LOOKUP_NO_NUMBERS | PCI_LOOKUP_NO_HWDB, vendor))
-            vendorName = QString::fromUtf8(v);
-    }
-    const QString ids = QStringLiteral("[%1:%2]").arg(vendor, 4, 16, QLatin1Char('0')).arg(device, 4, 16, QLatin1Char('0'));
-    QString name;
-    if (!deviceName.isEmpty())
-        name = deviceName;
-    else if (!vendorName.isEmpty())
-        name = vendorName + QStringLiteral(" device ") + ids;
-    else
-        name = QStringLiteral("Display controller ") + ids;
-    names.insert(key, name);
-    return name;
+    PciNames &n = pciNames();
+    std::lock_guard lock(n.mutex);
+    if (n.pci)
+        pci_cleanup(n.pci);
+    n.pci = nullptr;
+    n.failed = false;
+    n.idsFile = QFile::encodeName(path);
+    n.names.clear();
+}
+
+bool PLVGPUSources::mayTouch(int deviceFd, const QString &address, bool canSuspend)
+{
+    const auto it = m_touched.constFind(address);
+    if (!canSuspend || it == m_touched.cend())
+        return true;
+    // Busy at the last reading: something else keeps the GPU awake, and the
+    // reading goes on until it finds the GPU idle.
+    if ((it->busy && *it->busy > 0) || (it->nvml && it->nvml->utilization && *it->nvml->utilization > 0))
+        return true;
+    // EIO when the driver does not use autosuspend; a negative delay keeps the
+    // device from autosuspending, so there is no sleep to wait for.
+    bool known = false;
+    const qint64 delay = readTrimmed(deviceFd, "power/autosuspend_delay_ms").toLongLong(&known);
+    if (known && delay < 0)
+        return true;
+    const double idleMs = known ? double(delay) : kDefaultIdleMs;
+    return m_clock() - it->at > idleMs + kIdleMarginMs;
 }
 
 std::optional<qint64> PLVGPUSources::intelBusyPercent(int deviceFd, const QString &address, const QString &deviceDir,
@@ -205,17 +285,38 @@ void PLVGPUSources::readDevice(int fd, const QString &address, const QString &di
     // Nothing else of a sleeping GPU is read: that would wake it.
     const QByteArray runtimeStatus = readTrimmed(fd, "power/runtime_status");
     accelerator.insert(QStringLiteral("runtime-status"), QString::fromLatin1(runtimeStatus));
+    const bool nvidia = driver == QLatin1String("nvidia");
     if (isAsleep(runtimeStatus)) {
-        if (driver == QLatin1String("nvidia"))
+        if (nvidia)
             pending.nvidiaAsleep = true;
+        // Readings from before the sleep say nothing about the GPU now.
+        if (const auto it = m_touched.find(address); it != m_touched.end())
+            it->busy.reset(), it->nvml.reset();
         tables.accelerators.append(accelerator);
         return;
     }
+    const bool canSuspend = runtimeStatus != "unsupported" && readTrimmed(fd, "power/control") == "auto";
 
+    // A load figure whose read counts as activity: read when due, else the latest reading.
+    auto busyPercent = [&](const std::function<std::optional<qint64>()> &read) {
+        if (mayTouch(fd, address, canSuspend)) {
+            Touched &touched = m_touched[address];
+            touched.at = m_clock();
+            touched.busy = read();
+        }
+        const auto it = m_touched.constFind(address);
+        return it != m_touched.cend() ? it->busy : std::nullopt;
+    };
     QVariantMap stats;
     if (driver == QLatin1String("amdgpu")) {
-        if (const auto busy = readNumber(fd, "gpu_busy_percent"))
-            stats.insert(QStringLiteral("Device Utilization %"), qint64(*busy));
+        const auto busy = busyPercent([fd]() -> std::optional<qint64> {
+            const auto percent = readNumber(fd, "gpu_busy_percent");
+            return percent ? std::optional<qint64>(qint64(*percent)) : std::nullopt;
+        });
+        if (busy)
+            stats.insert(QStringLiteral("Device Utilization %"), *busy);
+        // The memory figures come from the memory manager's books: reading them
+        // does not resume the device.
         const auto vramTotal = readNumber(fd, "mem_info_vram_total");
         const auto vramUsed = readNumber(fd, "mem_info_vram_used");
         if (vramTotal && *vramTotal > 0)
@@ -233,15 +334,37 @@ void PLVGPUSources::readDevice(int fd, const QString &address, const QString &di
         if (gttTotal && gttUsed && *gttUsed <= *gttTotal)
             stats.insert(QStringLiteral("gartFreeBytes"), qint64(*gttTotal - *gttUsed));
     } else if (driver == QLatin1String("i915") || driver == QLatin1String("xe")) {
-        if (const auto busy = intelBusyPercent(fd, address, dir, driver))
+        // The residency counters take a runtime PM reference too.
+        if (const auto busy = busyPercent([&] { return intelBusyPercent(fd, address, dir, driver); }))
             stats.insert(QStringLiteral("Device Utilization %"), *busy);
-    } else if (driver == QLatin1String("nvidia")) {
-        pending.nvidia.append({tables.accelerators.size(), address});
+    } else if (nvidia) {
+        pending.nvidia.append({tables.accelerators.size(), tables.pciDevices.size() - 1, address,
+                               mayTouch(fd, address, canSuspend), canSuspend});
+        pending.nvidiaCanSuspend = pending.nvidiaCanSuspend || canSuspend;
     }
     // Present even when empty: an awake GPU whose driver tells nothing has an
     // unknown utilisation, not a utilisation of 0.
     accelerator.insert(QStringLiteral("PerformanceStatistics"), stats);
     tables.accelerators.append(accelerator);
+}
+
+void PLVGPUSources::applyNVML(QVariantMap &accelerator, QVariantMap &pciDevice, const PLVNVML::DeviceStatistics &nvml)
+{
+    QVariantMap stats = accelerator.value(QStringLiteral("PerformanceStatistics")).toMap();
+    if (nvml.utilization)
+        stats.insert(QStringLiteral("Device Utilization %"), qint64(*nvml.utilization));
+    if (nvml.memory) {
+        accelerator.insert(QStringLiteral("VRAM,totalMB"), qint64(nvml.memory->total >> 20));
+        stats.insert(QStringLiteral("vramUsedBytes"), qint64(nvml.memory->used));
+        stats.insert(QStringLiteral("vramFreeBytes"), qint64(nvml.memory->free));
+    }
+    accelerator.insert(QStringLiteral("PerformanceStatistics"), stats);
+    // A card newer than this machine's pci.ids: NVML knows its name.
+    const QByteArray vendor = pciDevice.value(QStringLiteral("vendor-id")).toByteArray();
+    const QByteArray device = pciDevice.value(QStringLiteral("device-id")).toByteArray();
+    if (!nvml.name.isEmpty() && vendor.size() >= 2 && device.size() >= 2
+        && !hasDeviceName(quint16(quint8(vendor[0]) | quint8(vendor[1]) << 8), quint16(quint8(device[0]) | quint8(device[1]) << 8)))
+        pciDevice.insert(QStringLiteral("model"), nvml.name.toUtf8());
 }
 
 PLVGPUSources::Tables PLVGPUSources::read()
@@ -265,29 +388,34 @@ PLVGPUSources::Tables PLVGPUSources::read()
     }
     ::close(devicesFd);
 
-    // NVML: only for GPUs that are awake, and only when opening the library
-    // leaves the sleeping ones alone.
-    if (!pending.nvidia.isEmpty() && m_nvml && m_nvml->isAvailable()
-        && (!pending.nvidiaAsleep || m_nvml->canLeaveOtherGPUsAlone())) {
-        QStringList busIds;
-        for (const auto &[index, address] : pending.nvidia)
-            busIds << address;
-        const auto results = m_nvml->query(busIds);
-        for (const auto &[index, address] : pending.nvidia) {
-            const auto it = results.constFind(address);
-            if (it == results.cend())
-                continue;
-            QVariantMap &accelerator = tables.accelerators[index];
-            QVariantMap stats = accelerator.value(QStringLiteral("PerformanceStatistics")).toMap();
-            if (it->utilization)
-                stats.insert(QStringLiteral("Device Utilization %"), qint64(*it->utilization));
-            if (it->memory) {
-                accelerator.insert(QStringLiteral("VRAM,totalMB"), qint64(it->memory->total >> 20));
-                stats.insert(QStringLiteral("vramUsedBytes"), qint64(it->memory->used));
-                stats.insert(QStringLiteral("vramFreeBytes"), qint64(it->memory->free));
-            }
-            accelerator.insert(QStringLiteral("PerformanceStatistics"), stats);
+    // NVML: not at all while any NVIDIA GPU sleeps, then only for the GPUs due.
+    if (!m_nvml)
+        return tables;
+    if (pending.nvidiaAsleep || pending.nvidia.isEmpty()) {
+        m_nvml->close();
+        return tables;
+    }
+    QStringList due;
+    for (const NvidiaGPU &gpu : std::as_const(pending.nvidia))
+        if (gpu.due)
+            due << gpu.address;
+    if (!due.isEmpty() && m_nvml->isAvailable()) {
+        const auto results = m_nvml->query(due, !pending.nvidiaCanSuspend);
+        const double now = m_clock();
+        for (const QString &address : std::as_const(due)) {
+            Touched &touched = m_touched[address];
+            touched.at = now;
+            touched.nvml.reset();
+            if (const auto it = results.constFind(address); it != results.cend())
+                touched.nvml = it.value();
         }
+    } else if (pending.nvidiaCanSuspend) {
+        m_nvml->close();
+    }
+    for (const NvidiaGPU &gpu : std::as_const(pending.nvidia)) {
+        const auto it = m_touched.constFind(gpu.address);
+        if (it != m_touched.cend() && it->nvml)
+            applyNVML(tables.accelerators[gpu.accelerator], tables.pciDevices[gpu.pciDevice], *it->nvml);
     }
     return tables;
 }

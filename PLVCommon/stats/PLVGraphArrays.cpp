@@ -75,7 +75,7 @@ float PLVGraphArrays::maxValue() const
 
 PLVGraphArraysMultiple::PLVGraphArraysMultiple(QObject *parent) : QObject(parent) {}
 
-PLVGraphArraysMultiple::~PLVGraphArraysMultiple() = default; // buffers are children
+PLVGraphArraysMultiple::~PLVGraphArraysMultiple() { qDeleteAll(arrayOfGraphArrays); }
 
 void PLVGraphArraysMultiple::setNumberOfGraphs(qint64 n)
 {
@@ -85,7 +85,12 @@ void PLVGraphArraysMultiple::setNumberOfGraphs(qint64 n)
     qDeleteAll(arrayOfGraphArrays);
     arrayOfGraphArrays.clear();
     for (qint64 i = 0; i < n; ++i) {
-        auto *buffer = new PLVGraphArrays(this);
+        // Owned, not parented: a model resizes its histories on the global
+        // queue, and a child must be created in its parent's thread. The new
+        // buffer joins this object's thread instead.
+        auto *buffer = new PLVGraphArrays;
+        if (buffer->thread() != thread())
+            buffer->moveToThread(thread());
         if (m_arrayMaxSize > 0)
             buffer->initArraysWithMaxSize(m_arrayMaxSize);
         arrayOfGraphArrays.append(buffer);

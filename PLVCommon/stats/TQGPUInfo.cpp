@@ -35,8 +35,10 @@ void TQGPUInfo::refreshWithTables(const QList<QVariantMap> &allPciDevices, const
 
     QSet<qsizetype> usedPci, usedAccelerators;
     std::vector<std::unique_ptr<XRGGraphicsCard>> cards;
+    QStringList pciAddresses; // of each card's PCI device
     auto makeCard = [&](qsizetype i, qsizetype j) {
         cards.push_back(std::make_unique<XRGGraphicsCard>(pci.at(i), accelerators.at(j)));
+        pciAddresses << pci.at(i).value(QStringLiteral("pci-address")).toString();
         usedPci.insert(i);
         usedAccelerators.insert(j);
     };
@@ -73,7 +75,8 @@ void TQGPUInfo::refreshWithTables(const QList<QVariantMap> &allPciDevices, const
 
     std::lock_guard lock(m_mutex);
     m_numGPUs = quint64(cards.size());
-    for (const auto &card : cards) {
+    for (size_t c = 0; c < cards.size(); ++c) {
+        const auto &card = cards[c];
         QVariantMap entry;
         const QString name = card->fullCardName();
         entry.insert(QStringLiteral("vendorFullName"), name.isNull() ? QStringLiteral("") : name);
@@ -85,7 +88,12 @@ void TQGPUInfo::refreshWithTables(const QList<QVariantMap> &allPciDevices, const
         }
         if (card->deviceUtilization() != -1)
             entry.insert(QStringLiteral("deviceUtilization"), card->deviceUtilization());
-        const QString key = card->acpiPath().isEmpty() ? QStringLiteral("keyUnknown") : card->acpiPath();
+        // Without a firmware path the PCI address tells cards apart.
+        QString key = card->acpiPath();
+        if (key.isEmpty())
+            key = pciAddresses.at(qsizetype(c));
+        if (key.isEmpty())
+            key = QStringLiteral("keyUnknown");
         m_gpuData.insert(key, entry);
     }
 }

@@ -10,7 +10,8 @@ class PLVGPUSources;
 
 // Per-GPU name, vendor, video memory and utilisation, gathered at each request.
 //
-// gpuData maps a card's ACPI path ("keyUnknown" without one) to:
+// gpuData maps a card's ACPI path (without one, its PCI address "0000:03:00.0";
+// "keyUnknown" when the tables give neither) to:
 //   "vendorFullName"     model name, or ""
 //   "vendorID"           "AMD", "nVidia", "Intel" or "Unknown"
 //   "totalVRAM"          bytes, only when greater than 0

@@ -18,6 +18,7 @@
 
 #include <cstring>
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -36,6 +37,12 @@ Controller loadModule(const QString &name)
     if (c)
         c->initMainApp();
     return Controller(c);
+}
+
+// As the update timer calls it: off the main thread, where the model lives.
+void updateOffMainThread(const Controller &c)
+{
+    std::thread([&c] { c->updateModel(); }).join();
 }
 
 QVariant value(const Controller &c, const char *key) { return c->modulemodelobj()->modelData().value(QLatin1String(key)); }
@@ -72,9 +79,9 @@ TEST(Modules, TheProcessorModulePublishesSharesLoadUpTimeAndTheBusiestProcess)
     busy.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("while :; do :; done")});
     ASSERT_TRUE(busy.waitForStarted());
     const qint64 busyPid = busy.processId();
-    cpu->updateModel();
+    updateOffMainThread(cpu);
     QThread::msleep(700);
-    cpu->updateModel();
+    updateOffMainThread(cpu);
     cpu->updateViews();
     busy.kill();
     busy.waitForFinished();
@@ -115,7 +122,7 @@ TEST(Modules, TheMemoryModulePublishesMemoryInUseAndTheLargestProcesses)
     std::vector<char> ballast(256u << 20);
     std::memset(ballast.data(), 1, ballast.size());
 
-    mem->updateModel();
+    updateOffMainThread(mem);
     mem->updateViews();
     const float used = value(mem, "memUsedPerc").toFloat();
     EXPECT_GT(used, 0.0f);
@@ -155,7 +162,7 @@ TEST(Modules, TheGraphicsModuleShowsEachCardOrSaysPlainlyWhatIsMissing)
 
     // An AMD card whose driver reports utilisation and video memory.
     ASSERT_TRUE(QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, plvtest::fixturePath(QStringLiteral("gpu/amd")))));
-    gpu->updateModel();
+    updateOffMainThread(gpu);
     QVariantList list = value(gpu, "gpuList").toList();
     ASSERT_EQ(list.size(), 1);
     QVariantMap card = list.first().toMap();
@@ -166,9 +173,16 @@ TEST(Modules, TheGraphicsModuleShowsEachCardOrSaysPlainlyWhatIsMissing)
     EXPECT_TRUE(value(gpu, "gpuHasStatistics").toBool());
     EXPECT_EQ(value(gpu, "gpuStatusText").toString(), card.value(QStringLiteral("utilizationText")).toString());
 
+    // Two cards without firmware paths: two entries, and one more history.
+    QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, plvtest::fixturePath(QStringLiteral("gpu/noacpi"))));
+    updateOffMainThread(gpu);
+    list = value(gpu, "gpuList").toList();
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_NE(list.at(0).toMap().value(QStringLiteral("key")), list.at(1).toMap().value(QStringLiteral("key")));
+
     // A virtual GPU without statistics.
     QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, plvtest::fixturePath(QStringLiteral("gpu/virtual"))));
-    gpu->updateModel();
+    updateOffMainThread(gpu);
     EXPECT_FALSE(value(gpu, "gpuHasStatistics").toBool());
     EXPECT_TRUE(value(gpu, "gpuSummaryText").toString().contains(QStringLiteral("no statistics")))
         << value(gpu, "gpuSummaryText").toString().toStdString();
@@ -178,7 +192,7 @@ TEST(Modules, TheGraphicsModuleShowsEachCardOrSaysPlainlyWhatIsMissing)
     QLocale::setDefault(QLocale(QStringLiteral("fr_FR")));
     QTemporaryDir empty;
     QMetaObject::invokeMethod(model, "setSystemRoot", Q_ARG(QString, empty.path()));
-    gpu->updateModel();
+    updateOffMainThread(gpu);
     QLocale::setDefault(saved);
     EXPECT_EQ(value(gpu, "gpuList").toList().size(), 0);
     EXPECT_EQ(value(gpu, "gpuSummaryText").toString(), QStringLiteral("Aucun processeur graphique trouvé"));

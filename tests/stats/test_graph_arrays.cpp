@@ -1,7 +1,10 @@
 // Sample histories: the shift, the newest point's x, the maxima, sizing.
 #include "PLVCommon/stats/PLVGraphArrays.h"
 
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
+
+#include <thread>
 
 namespace {
 
@@ -111,4 +114,25 @@ TEST(GraphArraysMultiple, BuffersSizedFromTheStoredSizeAndKeptWhileNothingChange
     m.setArrayMaxSize(7);
     EXPECT_EQ(m.graphArrayAtIndex(2)->maxSizeVar(), 7);
     EXPECT_EQ(m.graphArrayAtIndex(2)->arrayToDisplay2()[4], QPointF(4, 0)) << "a new size starts over";
+}
+
+TEST(GraphArraysMultiple, ResizedOnAWorkerThreadWithoutParentingAcrossThreads)
+{
+    // Models resize their histories on the global queue while the owner lives
+    // on the main thread; the test programs fail on Qt's cross-thread warnings.
+    PLVGraphArraysMultiple histories;
+    histories.setArrayMaxSize(4);
+    std::thread([&] {
+        histories.setNumberOfGraphs(2);
+        histories.addNewValue(5, 1);
+    }).join();
+    ASSERT_NE(histories.graphArrayAtIndex(1), nullptr);
+    EXPECT_EQ(histories.graphArrayAtIndex(1)->thread(), histories.thread());
+    EXPECT_EQ(histories.graphArrayAtIndex(1)->valuesToPublish().last().toFloat(), 5);
+    std::thread([&] { histories.setNumberOfGraphs(1); }).join();
+    EXPECT_EQ(histories.graphArrayAtIndex(1), nullptr);
+
+    // And the guard that catches the fault, on whichever thread it happens.
+    QObject owner;
+    EXPECT_NONFATAL_FAILURE_ON_ALL_THREADS(std::thread([&] { QObject child(&owner); }).join(), "wrong thread");
 }

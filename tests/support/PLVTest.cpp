@@ -10,6 +10,8 @@
 #include <QProcess>
 #include <QThread>
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 
 namespace plvtest {
@@ -108,6 +110,53 @@ bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds
         QThread::msleep(1);
     }
     return true;
+}
+
+bool isThreadMisuse(const QString &message)
+{
+    // Qt's own wording of these faults (qobject.cpp, qtimer.cpp, qbasictimer.cpp,
+    // qsocketnotifier.cpp, qpixmap.cpp), each specific to a cross-thread misuse.
+    static const char *const patterns[] = {
+        "Cannot create children for a parent that is in a different thread",
+        "Cannot set parent, new parent is in a different thread",
+        "Timers cannot be started from another thread",
+        "Timers cannot be stopped from another thread",
+        "Timers can only be used with threads started with QThread",
+        "QBasicTimer::start: Timers cannot",
+        "QBasicTimer::stop: Failed. Possibly trying to stop from a different thread",
+        "Socket notifiers cannot be enabled or disabled from another thread",
+        "QSocketNotifier: Can only be used with threads started with QThread",
+        "is not the object's thread",
+        "Cannot move objects with a parent",
+        "Cannot send events to objects owned by a different thread",
+        "It is not safe to use pixmaps outside the GUI thread",
+    };
+    for (const char *pattern : patterns)
+        if (message.contains(QLatin1String(pattern)))
+            return true;
+    return false;
+}
+
+namespace {
+bool guarding = false;
+QtMessageHandler previousHandler = nullptr; // null: Qt's default one
+
+void threadMisuseHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (previousHandler)
+        previousHandler(type, context, message);
+    else
+        fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+    if (type != QtDebugMsg && type != QtInfoMsg && isThreadMisuse(message))
+        ADD_FAILURE() << "Qt reported an object used from the wrong thread: " << message.toStdString();
+}
+} // namespace
+
+void failOnThreadMisuse()
+{
+    if (!guarding)
+        previousHandler = qInstallMessageHandler(threadMisuseHandler);
+    guarding = true;
 }
 
 QString fixturePath(const QString &relative) { return QStringLiteral(PLV_TEST_FIXTURES "/") + relative; }

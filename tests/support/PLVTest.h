@@ -61,6 +61,14 @@ private:
 // Spins the event loop until the predicate holds or the timeout passes.
 bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
+// Whether a Qt message reports an object used from the wrong thread (a child
+// created for a parent in another thread, a timer or socket notifier started
+// or stopped from another thread, ...): a fault, never an expected warning.
+bool isThreadMisuse(const QString &message);
+// From now on, such a message fails the running test (on whichever thread it
+// comes); every message still goes to the previous handler.
+void failOnThreadMisuse();
+
 QString fixturePath(const QString &relative);
 // Copies a folder tree (files and sub-folders); false when anything failed.
 bool copyTree(const QString &from, const QString &to);

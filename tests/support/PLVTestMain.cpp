@@ -27,5 +27,6 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 10));
     ::testing::InitGoogleTest(&argc, argv);
+    plvtest::failOnThreadMisuse();
     return RUN_ALL_TESTS();
 }
