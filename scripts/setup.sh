@@ -10,7 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core
   python3 python3-psutil procps
-  dbus-daemon xvfb libxcb1-dev
+  dbus-daemon xvfb libxcb1-dev systemd
 )
 
 missing=()
