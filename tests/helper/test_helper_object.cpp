@@ -20,6 +20,7 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QLayout>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPushButton>
@@ -47,7 +48,7 @@ QString unitPath(const QString &unit)
     for (qsizetype i = 0; i < bytes.size(); ++i) {
         const char c = bytes[i];
         const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (i > 0 && c >= '0' && c <= '9');
-        out += plain ? QString(QLatin1Char(c)) : u"_%1"_s.arg(uchar(c), 2, 16, u'0');
+        out += plain ? QString(QLatin1Char(c)) : u"_%1"_s.arg(uint(uchar(c)), 2, 16, QLatin1Char('0'));
     }
     return out;
 }
@@ -61,7 +62,7 @@ QDBusArgument &operator<<(QDBusArgument &a, const UnitRow &u)
 {
     a.beginStructure();
     a << u.name << u"Stand-in unit"_s << u"loaded"_s << u.active << u.sub << QString()
-      << QDBusObjectPath(unitPath(u.name)) << uint(0) << QString() << QDBusObjectPath(u"/"_s);
+      << QDBusObjectPath(u.name.isEmpty() ? u"/"_s : unitPath(u.name)) << uint(0) << QString() << QDBusObjectPath(u"/"_s);
     a.endStructure();
     return a;
 }
@@ -395,8 +396,9 @@ TEST(HelperObject, VersionAndIntegerReading)
         SCOPED_TRACE(c.entry.toStdString());
         const QString v = PLVHelperObject::bundleVersionInDesktopEntry(c.entry);
         EXPECT_EQ(v.isNull(), c.version == nullptr);
-        if (c.version)
+        if (c.version) {
             EXPECT_EQ(v, QString::fromLatin1(c.version));
+        }
         EXPECT_EQ(PLVHelperObject::integerValue(v), c.value);
     }
 }
