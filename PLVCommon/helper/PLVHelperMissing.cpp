@@ -16,9 +16,10 @@ PLV_REGISTER_CLASS(PLVHelperMissing)
 
 namespace {
 
-// The panel's constraints, until the view layout services take them over:
-// a preferred (not required) height of 52, the button centred both ways and
-// never larger than the panel. Nothing here forces the panel to grow.
+// The panel's constraints, realised by hand until the constraint solver of the
+// view layout services exists: a height of 52 at priority 750 (a preference,
+// not a requirement), the button centred both ways and never larger than the
+// panel (required). Nothing here forces the panel to grow.
 class HelperMissingLayout : public QLayout
 {
 public:
