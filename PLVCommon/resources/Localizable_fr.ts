@@ -55,5 +55,21 @@
         <source>TB</source>
         <translation>To</translation>
     </message>
+    <message>
+        <source>Download Helper</source>
+        <translation>Télécharger l’assistant</translation>
+    </message>
+    <message>
+        <source>Update Helper</source>
+        <translation>Mettre à jour l’assistant</translation>
+    </message>
+    <message>
+        <source>Helper Not Running!</source>
+        <translation>L’assistant ne tourne pas !</translation>
+    </message>
+    <message>
+        <source>Contacting Helper</source>
+        <translation>Connexion à l’assistant</translation>
+    </message>
 </context>
 </TS>

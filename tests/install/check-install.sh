@@ -17,6 +17,15 @@ grep -q "framework:.*$prefix/" <<<"$out" || { echo "installed plvmonitor does no
 grep -q "group container: $work/group" <<<"$out" || { echo "group container override ignored"; exit 1; }
 test -f "$prefix/share/PLVCommon/Contents/Info.plist"
 
+# The helper with its unit, D-Bus files and the desktop entry that carries its version.
+helper=Q4HZ8RMW2C.com.tallowcrest.plvsmchelper3
+test -x "$prefix/bin/plvhelper"
+grep -q "^BusName=$helper$" "$prefix/lib/systemd/system/$helper.service"
+grep -q "allow own=\"$helper\"" "$prefix/share/dbus-1/system.d/$helper.conf"
+grep -q "^SystemdService=$helper.service$" "$prefix/share/dbus-1/system-services/$helper.service"
+grep -q "^X-PLV-Bundle-Version=[0-9]\{8\}$" "$prefix/share/applications/com.tallowcrest.cobaltwingpluginsmanager3.desktop"
+test -f "$prefix/share/PLVCommon/Contents/Resources/plvhelper.html"
+
 # pkg-config describes the installed library.
 libdir=$(dirname "$(find "$prefix" -name 'libPLVCommon.so' | head -n1)")
 PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs PLVCommon | grep -q -- "-lPLVCommon"
