@@ -22,14 +22,16 @@ void release(PLVGenericModuleController *controller)
 
 } // namespace
 
-PLVModulesDictionary::PLVModulesDictionary(QObject *parent) : QObject(parent) {}
+PLVModulesDictionary::PLVModulesDictionary(QObject *parent) : QObject(parent), m_table(std::make_shared<Table>()) {}
 
 PLVModulesDictionary::~PLVModulesDictionary()
 {
+    // Emptied, not only released: an update holding the table through a
+    // Lookup finds nothing from now on.
     QHash<QString, Controller> gone;
     {
-        std::lock_guard lock(m_mutex);
-        gone.swap(m_controllers);
+        std::lock_guard lock(m_table->mutex);
+        gone.swap(m_table->controllers);
     }
 }
 
@@ -38,9 +40,9 @@ void PLVModulesDictionary::insert(const QString &bundleIdentifier, PLVGenericMod
     Controller strong(controller, &release);
     Controller previous;
     {
-        std::lock_guard lock(m_mutex);
-        previous = m_controllers.value(bundleIdentifier);
-        m_controllers.insert(bundleIdentifier, strong);
+        std::lock_guard lock(m_table->mutex);
+        previous = m_table->controllers.value(bundleIdentifier);
+        m_table->controllers.insert(bundleIdentifier, strong);
     }
 }
 
@@ -48,31 +50,47 @@ void PLVModulesDictionary::remove(const QString &bundleIdentifier)
 {
     Controller gone;
     {
-        std::lock_guard lock(m_mutex);
-        gone = m_controllers.take(bundleIdentifier);
+        std::lock_guard lock(m_table->mutex);
+        gone = m_table->controllers.take(bundleIdentifier);
     }
 }
 
 PLVModulesDictionary::Controller PLVModulesDictionary::value(const QString &bundleIdentifier) const
 {
-    std::lock_guard lock(m_mutex);
-    return m_controllers.value(bundleIdentifier);
+    std::lock_guard lock(m_table->mutex);
+    return m_table->controllers.value(bundleIdentifier);
+}
+
+PLVModulesDictionary::Lookup PLVModulesDictionary::lookup() const
+{
+    Lookup handle;
+    handle.m_table = m_table;
+    return handle;
+}
+
+PLVModulesDictionary::Controller PLVModulesDictionary::Lookup::value(const QString &bundleIdentifier) const
+{
+    const std::shared_ptr<Table> table = m_table.lock();
+    if (!table)
+        return {};
+    std::lock_guard lock(table->mutex);
+    return table->controllers.value(bundleIdentifier);
 }
 
 bool PLVModulesDictionary::contains(const QString &bundleIdentifier) const
 {
-    std::lock_guard lock(m_mutex);
-    return m_controllers.contains(bundleIdentifier);
+    std::lock_guard lock(m_table->mutex);
+    return m_table->controllers.contains(bundleIdentifier);
 }
 
 QStringList PLVModulesDictionary::keys() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_controllers.keys();
+    std::lock_guard lock(m_table->mutex);
+    return m_table->controllers.keys();
 }
 
 int PLVModulesDictionary::count() const
 {
-    std::lock_guard lock(m_mutex);
-    return int(m_controllers.size());
+    std::lock_guard lock(m_table->mutex);
+    return int(m_table->controllers.size());
 }

@@ -1,5 +1,7 @@
 #pragma once
 #include <QHash>
+
+#include <memory>
 #include <mutex>
 #include <QObject>
 #include <QSharedPointer>
@@ -13,11 +15,31 @@ class PLVGenericModuleController;
 // changes the table on the main thread, so access is locked, and a lookup hands
 // out a strong reference: a controller removed meanwhile lives until the update
 // that holds it returns, and is then deleted on the main thread.
+//
+// The entries live in a table shared with Lookup handles, so an update that is
+// in flight when the host destroys the dictionary finds an empty table rather
+// than freed memory (a QPointer checked on a worker cannot promise that).
 class PLVModulesDictionary : public QObject
 {
     Q_OBJECT
+    struct Table;
+
 public:
     using Controller = QSharedPointer<PLVGenericModuleController>;
+
+    // A weak handle on the entries, safe to copy to and use on any thread; it
+    // finds nothing once the dictionary is gone.
+    class Lookup
+    {
+    public:
+        Lookup() = default;
+        Controller value(const QString &bundleIdentifier) const;
+
+    private:
+        friend class PLVModulesDictionary;
+        std::weak_ptr<Table> m_table;
+    };
+    Lookup lookup() const;
 
     explicit PLVModulesDictionary(QObject *parent = nullptr);
     ~PLVModulesDictionary() override;
@@ -32,6 +54,9 @@ public:
     int count() const;
 
 private:
-    mutable std::mutex m_mutex;
-    QHash<QString, Controller> m_controllers;
+    struct Table {
+        std::mutex mutex;
+        QHash<QString, Controller> controllers;
+    };
+    std::shared_ptr<Table> m_table;
 };

@@ -89,22 +89,24 @@ void PLVTimer::updateModuleForBundleIdentifier(const QString &bundleIdentifier)
 {
     // The controller is looked up afresh at each step, so a module removed in
     // between is skipped.
-    QPointer<PLVModulesDictionary> modules = m_modules;
-    QPointer<PLVTimer> self = this;
+    const PLVModulesDictionary::Lookup modules = m_lookup;
+    QPointer<PLVTimer> self = this; // read on the main thread only, where the timer dies
     PLVDispatch::asyncGlobal([modules, self, bundleIdentifier] {
-        if (modules) {
-            if (const auto controller = modules->value(bundleIdentifier))
-                controller->updateModel();
-        }
+        if (const auto controller = modules.value(bundleIdentifier))
+            controller->updateModel();
         PLVDispatch::asyncMain([modules, self, bundleIdentifier] {
-            if (modules) {
-                if (const auto controller = modules->value(bundleIdentifier))
-                    controller->updateViews();
-            }
+            if (const auto controller = modules.value(bundleIdentifier))
+                controller->updateViews();
             if (self)
                 emit self->moduleViewsUpdated(bundleIdentifier);
         });
     });
+}
+
+void PLVTimer::setModules(PLVModulesDictionary *modules)
+{
+    m_modules = modules;
+    m_lookup = modules ? modules->lookup() : PLVModulesDictionary::Lookup();
 }
 
 void PLVTimer::addModule(const QString &bundleIdentifier)

@@ -4,7 +4,7 @@
 #include <QStringList>
 #include <QTimer>
 
-class PLVModulesDictionary;
+#include "PLVCommon/core/PLVModulesDictionary.h"
 
 // The one clock that makes modules refresh. Every tick, for each registered
 // module in registration order, the module's updateModel() runs on the global
@@ -40,7 +40,7 @@ public:
 
     // Not owned; cleared when the host's table goes.
     PLVModulesDictionary *modules() const { return m_modules.data(); }
-    void setModules(PLVModulesDictionary *modules) { m_modules = modules; }
+    void setModules(PLVModulesDictionary *modules);
 
 signals:
     // After a module's updateViews() of one update returned (main thread).
@@ -51,4 +51,7 @@ private:
     QStringList m_timersArray;
     float m_timerInterval = 0.0f;
     QPointer<PLVModulesDictionary> m_modules;
+    // What updates on the global queue look modules up through: unlike the
+    // QPointer, it stays safe when the host destroys the table meanwhile.
+    PLVModulesDictionary::Lookup m_lookup;
 };

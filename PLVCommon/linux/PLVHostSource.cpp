@@ -16,11 +16,11 @@ namespace {
 
 // Files read on every sample of the live system, open for the process's life.
 struct LiveFiles {
-    PLVOpenSysFile meminfo{PLVSysRoot(), "proc/meminfo"};
-    PLVOpenSysFile vmstat{PLVSysRoot(), "proc/vmstat"};
-    PLVOpenSysFile loadavg{PLVSysRoot(), "proc/loadavg"};
-    PLVOpenSysDir proc{PLVSysRoot(), "proc"};
-    PLVOpenSysDir block{PLVSysRoot(), "sys/block"};
+    PLVOpenSysFile meminfo{PLVSysRoot::live(), "proc/meminfo"};
+    PLVOpenSysFile vmstat{PLVSysRoot::live(), "proc/vmstat"};
+    PLVOpenSysFile loadavg{PLVSysRoot::live(), "proc/loadavg"};
+    PLVOpenSysDir proc{PLVSysRoot::live(), "proc"};
+    PLVOpenSysDir block{PLVSysRoot::live(), "sys/block"};
 };
 
 const LiveFiles &liveFiles()

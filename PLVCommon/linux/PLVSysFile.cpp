@@ -10,10 +10,46 @@
 
 #include <cerrno>
 
-PLVSysRoot::PLVSysRoot(const QString &root) : m_root(root.isEmpty() ? QStringLiteral("/") : root)
+namespace {
+
+QString normalizedRoot(const QString &root)
 {
-    while (m_root.size() > 1 && m_root.endsWith(QLatin1Char('/')))
-        m_root.chop(1);
+    QString out = root.isEmpty() ? QStringLiteral("/") : root;
+    while (out.size() > 1 && out.endsWith(QLatin1Char('/')))
+        out.chop(1);
+    return out;
+}
+
+struct SystemRoot
+{
+    std::mutex mutex;
+    QString root = normalizedRoot(qEnvironmentVariable("PLV_SYSTEM_ROOT"));
+};
+
+SystemRoot &systemRootState()
+{
+    static SystemRoot *state = new SystemRoot; // never destroyed: readers may run at exit
+    return *state;
+}
+
+} // namespace
+
+PLVSysRoot::PLVSysRoot() : m_root(systemRoot()) {}
+
+PLVSysRoot::PLVSysRoot(const QString &root) : m_root(normalizedRoot(root)) {}
+
+QString PLVSysRoot::systemRoot()
+{
+    SystemRoot &state = systemRootState();
+    std::lock_guard lock(state.mutex);
+    return state.root;
+}
+
+void PLVSysRoot::setSystemRoot(const QString &root)
+{
+    SystemRoot &state = systemRootState();
+    std::lock_guard lock(state.mutex);
+    state.root = normalizedRoot(root);
 }
 
 QString PLVSysRoot::path(const QString &relative) const

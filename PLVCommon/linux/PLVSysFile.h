@@ -16,11 +16,26 @@
 //
 // Every Linux reader takes a root folder ("/" on a live system) so that tests
 // point it at fixture trees; PLVSysRoot joins paths under it.
+//
+// A default-constructed root is the process-wide system root: "/" unless the
+// environment variable PLV_SYSTEM_ROOT (read once) or the host, through
+// setSystemRoot() before it loads modules, names a folder holding a recorded
+// proc/ and sys/. That way whole modules run on recorded trees.
 class PLVSysRoot
 {
 public:
-    explicit PLVSysRoot(const QString &root = QStringLiteral("/"));
+    // The system root.
+    PLVSysRoot();
+    explicit PLVSysRoot(const QString &root);
+    // The real machine, whatever the system root is.
+    static PLVSysRoot live() { return PLVSysRoot(QStringLiteral("/")); }
+
+    // The folder default-constructed roots use. An empty text means "/".
+    static QString systemRoot();
+    static void setSystemRoot(const QString &root);
+
     QString root() const { return m_root; }
+    // Whether this root is the real machine's "/".
     bool isLive() const { return m_root == QLatin1String("/"); }
     // "<root>/<relative>" with exactly one slash between them.
     QString path(const QString &relative) const;

@@ -61,11 +61,13 @@ int32_t TQSytemTemperatureSettting::temperatureSettingForLocaleName(const QStrin
 {
     // "de_DE.UTF-8@euro" -> "de_DE"
     QString base = name.section(QLatin1Char('@'), 0, 0).section(QLatin1Char('.'), 0, 0);
+    // Nothing set means the C locale, and C (containers, services) measures in
+    // metric units like any other locale does.
     if (base.isEmpty() || base == QLatin1String("C") || base == QLatin1String("POSIX"))
-        return -1;
+        return 0;
     const QLocale locale(base);
     if (locale.language() == QLocale::C || locale.language() == QLocale::AnyLanguage)
-        return -1; // a name Qt does not know
+        return -1; // a locale that cannot be read: its unit is unknown
     return locale.measurementSystem() == QLocale::ImperialUSSystem ? 1 : 0;
 }
 

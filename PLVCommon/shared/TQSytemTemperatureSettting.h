@@ -8,9 +8,10 @@
 //
 // The system setting is the user's measurement system: the locale of
 // LC_MEASUREMENT as the C library resolves it (LC_ALL, else LC_MEASUREMENT,
-// else LANG). The US customary system reads as Fahrenheit (1), any other set
-// locale as Celsius (0), and no locale, the "C"/"POSIX" locale or a name Qt
-// does not know as not set (-1).
+// else LANG). The US customary system reads as Fahrenheit (1), any other
+// locale as Celsius (0): that includes no variable set and "C"/"POSIX", which
+// are metric. Only a locale that cannot be read (a name Qt does not know)
+// leaves the unit unknown (-1).
 //
 // While a client follows the system unit, a locale change of the application
 // (QEvent::LocaleChange sent to qApp) re-reads it, and a different unit posts
@@ -27,7 +28,7 @@ public:
 
     static TQSytemTemperatureSettting *sharedInstance();
 
-    // Reads the setting now, stores it and returns it: 0 Celsius, 1 Fahrenheit, -1 not set.
+    // Reads the setting now, stores it and returns it: 0 Celsius, 1 Fahrenheit, -1 unknown.
     int32_t temperatureSetting();
     // The value stored by the last read, without reading.
     int32_t storedTemperatureSetting() const { return m_temperatureSetting; }
@@ -43,7 +44,7 @@ public:
     // The measurement locale's name from the environment, resolved as the C
     // library does; empty when none is set.
     static QString measurementLocaleName();
-    // The unit for a locale name: 1 Fahrenheit, 0 Celsius, -1 not set or unknown.
+    // The unit for a locale name: 1 Fahrenheit, 0 Celsius, -1 unknown.
     static int32_t temperatureSettingForLocaleName(const QString &name);
 
 private:

@@ -4,10 +4,10 @@
 #include "PLVCommon/linux/PLVProcessReader.h"
 #include "PLVCommon/linux/PLVWindowActivation.h"
 #include "PLVCommon/platform/PLVBundle.h"
+#include "PLVCommon/stats/StringExtras.h"
 #include "PLVCommon/stats/TQProcessExtraManager.h"
 
 #include <QFile>
-#include <QLocale>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -269,12 +269,8 @@ void TQProcessInfo::bringRunningAppToForegroundForPID(qint32 pid)
 
 QString TQProcessInfo::bytesToReadbleString(quint64 bytes)
 {
-    const double megabytes = double(bytes) / 1048576.0;
-    QLocale locale;
-    locale.setNumberOptions(QLocale::OmitGroupSeparator);
-    if (megabytes >= 1024.0)
-        return locale.toString(megabytes / 1024.0, 'f', 1) + QLatin1Char(' ') + PLVLoc(QStringLiteral("GB"));
-    return locale.toString(megabytes, 'f', 0) + QLatin1Char(' ') + PLVLoc(QStringLiteral("MB"));
+    // One ladder and one rounding for every memory size the user reads.
+    return StringExtras::doubleCapacityToString(double(bytes));
 }
 
 QString TQProcessInfo::PLVLoc(const QString &key)

@@ -6,6 +6,7 @@
 #include "PLVCommon/core/PLVModuleLoader.h"
 #include "PLVCommon/core/TQIsTodayExtenstion.h"
 #include "PLVCommon/linux/PLVPowerSupply.h"
+#include "PLVCommon/linux/PLVSysFile.h"
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/platform/PLVGroupContainer.h"
 #include "PLVCommon/platform/PLVNotificationCenter.h"
@@ -13,6 +14,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QTextStream>
 
 #include <cmath>
@@ -39,11 +41,24 @@ int main(int argc, char **argv)
     const QCommandLineOption plugins(QStringLiteral("plugins"), QStringLiteral("Also load module bundles from this folder."),
                                      QStringLiteral("folder"));
     const QCommandLineOption info(QStringLiteral("info"), QStringLiteral("Show where settings and modules are, then stop."));
-    parser.addOptions({interval, ticks, all, plugins, info});
+    const QCommandLineOption root(QStringLiteral("root"),
+                                  QStringLiteral("Read the machine from this folder's proc/ and sys/ instead of the "
+                                                 "real ones (a recorded machine); PLV_SYSTEM_ROOT does the same."),
+                                  QStringLiteral("folder"));
+    parser.addOptions({interval, ticks, all, plugins, info, root});
     parser.process(app);
 
     QTextStream out(stdout);
     QTextStream err(stderr);
+    if (parser.isSet(root)) {
+        // Before any module exists: every reader built from then on works under it.
+        const QFileInfo folder(parser.value(root));
+        if (parser.value(root).isEmpty() || !folder.isDir()) {
+            err << "plvmonitor: --root needs a folder holding proc/ and sys/\n";
+            return 2;
+        }
+        PLVSysRoot::setSystemRoot(folder.absoluteFilePath());
+    }
     UserDefaultsExtras::transferLocalToGroupPreferencesIfNeeded();
 
     const QStringList folders = parser.values(plugins) + PLVModuleLoader::defaultPlugInFolders();
@@ -53,6 +68,7 @@ int main(int argc, char **argv)
         out << "settings file:   " << PLVGroupContainer::preferencesFilePath() << '\n';
         out << "framework:       " << (framework ? framework->bundlePath() : QStringLiteral("(not found)")) << '\n';
         out << "host kind:       " << (TQIsTodayExtenstion::isTodayExtention() ? "widget host" : "monitor application") << '\n';
+        out << "system root:     " << PLVSysRoot::systemRoot() << '\n';
         out << "plug-ins:        " << folders.join(QStringLiteral(", ")) << '\n';
         for (const QString &path : PLVModuleLoader::bundlePathsIn(folders))
             out << "  " << path << '\n';

@@ -55,17 +55,26 @@ void PLVCPUModuleModel::updateModel()
         values.insert(QStringLiteral("cpuHistory"), m_history.valuesToPublish());
         values.insert(QStringLiteral("cpuHistoryMax"), m_history.maxValue());
     }
+    // Only the CPUs this sample counted: the sampler keeps zero shares for
+    // every present CPU, and an offline one (SMT off, hot-unplugged) has no
+    // load to show. A CPU whose ticks did not advance has all shares zero and
+    // shows 0 %, so its load is the busy shares, not 1 - idle.
     QVariantList cores;
+    QVariantList coreNumbers;
     QStringList coreTexts;
-    for (quint32 i = 0; i < m_info.numCPUs(); ++i) {
-        const QString key = QStringLiteral("idleCPUAll%1").arg(i);
-        if (!values.contains(key))
-            break;
-        const float usage = 1.0f - values.value(key).toFloat();
+    const QList<int> running =
+        values.contains(QStringLiteral("idleCPUAll0")) ? m_info.logicalCPUNumbers() : QList<int>();
+    for (qsizetype i = 0; i < running.size(); ++i) {
+        const QString n = QString::number(i);
+        float usage = 0.0f;
+        for (const char *key : {"userCPUAll", "systemCPUAll", "niceCPUAll"})
+            usage += values.value(QLatin1String(key) + n).toFloat();
         cores << usage;
+        coreNumbers << running[i];
         coreTexts << percentText(usage);
     }
     values.insert(QStringLiteral("cpuCoreUsage"), cores);
+    values.insert(QStringLiteral("cpuCoreNumbers"), coreNumbers);
     values.insert(QStringLiteral("cpuCoreUsageText"), coreTexts.join(QLatin1Char(' ')));
     if (values.contains(QStringLiteral("loadAverage0"))) {
         const QLocale locale;

@@ -225,3 +225,42 @@ TEST(Timer, AControllerRemovedDuringItsModelUpdateLivesUntilTheUpdateEnds)
     release = true;
     ASSERT_TRUE(plvtest::waitUntil([&] { return destroyed.load(); }));
 }
+
+TEST(Timer, AHostDestroyedWhileTicksAreInFlightLosesNothingAndTouchesNothingFreed)
+{
+    // Hosts go away on the main thread while their model steps run on the
+    // global queue. Run under ThreadSanitizer this shows any step that still
+    // reaches the destroyed table; every controller must be torn down once.
+    class Counted : public CountingController
+    {
+    public:
+        explicit Counted(std::atomic<int> &alive) : m_alive(alive) { ++m_alive; }
+        ~Counted() override { --m_alive; }
+
+    private:
+        std::atomic<int> &m_alive;
+    };
+    plvtest::TempGroupContainer container;
+    setInterval(1000);
+    std::atomic<int> alive{0};
+    for (int round = 0; round < 300; ++round) {
+        auto *modules = new PLVModulesDictionary;
+        auto *timer = new PLVTimer;
+        timer->setModules(modules);
+        for (int i = 0; i < 4; ++i) {
+            const QString id = QString::number(i);
+            auto *c = new Counted(alive);
+            c->init();
+            modules->insert(id, c);
+            timer->addModule(id); // one update at once
+        }
+        for (int tick = 0; tick < 4; ++tick)
+            timer->updateModuleFromTimer();
+        delete modules; // the host's table first, as a host's members go
+        if (round % 2)
+            QCoreApplication::processEvents(); // some view steps find no table
+        delete timer;
+    }
+    Rig::settle();
+    EXPECT_EQ(alive, 0);
+}

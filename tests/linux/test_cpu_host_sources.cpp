@@ -2,6 +2,9 @@
 // own tests cannot reach: CPU lists, kept-open files, the load line.
 #include "PLVCommon/linux/PLVHostSource.h"
 #include "PLVCommon/linux/PLVSysFile.h"
+#include "PLVCommon/stats/TQProcessInfo.h"
+#include "PLVCommon/stats/TQProcessTable.h"
+#include "PLVCommon/stats/TQSystemInfo.h"
 #include "support/PLVTest.h"
 
 #include <QDir>
@@ -30,7 +33,7 @@ TEST(OpenSysFile, LiveFilesStayOpenFixtureFilesAreOpenedAfresh)
     ASSERT_TRUE(plvtest::writeFile(file, "first\n"));
     // Under the live root the descriptor stays open: a rewrite in place must
     // show, also when the content outgrows the buffer or shrinks.
-    const PLVOpenSysFile live(PLVSysRoot(), QFile::encodeName(file.mid(1)).constData());
+    const PLVOpenSysFile live(PLVSysRoot::live(), QFile::encodeName(file.mid(1)).constData());
     const PLVOpenSysFile fixture(PLVSysRoot(dir.path()), "f");
     std::vector<char> buf;
     ASSERT_EQ(live.read(buf), 6);
@@ -57,4 +60,33 @@ TEST(HostSource, MalformedLoadAverageIsRejected)
         ASSERT_TRUE(plvtest::writeFile(dir.filePath(QStringLiteral("proc/loadavg")), text));
         EXPECT_FALSE(PLVHostSource::loadAverage(PLVSysRoot(dir.path())).has_value()) << text;
     }
+}
+
+TEST(SysRoot, DefaultRootsFollowTheSystemRoot)
+{
+    const QString tree = plvtest::fixturePath(QStringLiteral("machine/smt-off"));
+    ASSERT_TRUE(PLVSysRoot().isLive()) << "tests run on the real machine unless told otherwise";
+    PLVSysRoot::setSystemRoot(tree + QStringLiteral("//"));
+    EXPECT_EQ(PLVSysRoot().root(), tree);
+    EXPECT_FALSE(PLVSysRoot().isLive());
+    EXPECT_TRUE(PLVSysRoot::live().isLive()) << "live still means the real machine";
+
+    // Readers made or called without a root read the recorded machine: the
+    // load, the boot instant, the /proc walk, the CPU layout.
+    QVariantMap values;
+    TQSystemInfo::updateLoadInfo(values);
+    EXPECT_FLOAT_EQ(values.value(QStringLiteral("loadAverage0")).toFloat(), 7.66f);
+    EXPECT_EQ(values.value(QStringLiteral("tasksCount")).toInt(), 1);
+    EXPECT_EQ(PLVLinuxClock::bootInstant(PLVSysRoot()), 1795388219.0);
+    EXPECT_EQ(TQProcessInfo::runningProcesses(), QList<qint32>{1});
+    TQProcessTable table;
+    ASSERT_TRUE(table.refresh());
+    EXPECT_EQ(table.processCount(), 1);
+    TQSystemInfo info;
+    EXPECT_EQ(info.numCPUs(), 4u);
+    EXPECT_EQ(info.numLogCPU(), 2u);
+    EXPECT_EQ(info.cpuNumbers(), (QList<int>{0, 1, 2, 3}));
+
+    PLVSysRoot::setSystemRoot({});
+    EXPECT_TRUE(PLVSysRoot().isLive());
 }

@@ -33,15 +33,15 @@ TEST(Temperature, UnitFollowsTheMeasurementLocale)
         QByteArray lang, measurement, all;
         int expected;
     } cases[] = {
-        {{}, {}, {}, -1}, {"C", {}, {}, -1}, {"POSIX", {}, {}, -1}, {"C.UTF-8", {}, {}, -1},
         {"xx_QQ.UTF-8", {}, {}, -1},                    // a locale nobody knows
+        {{}, {}, {}, 0}, {"C", {}, {}, 0}, {"POSIX", {}, {}, 0}, {"C.UTF-8", {}, {}, 0}, // C is metric
         {"en_US.UTF-8", {}, {}, 1}, {"es_US.UTF-8", {}, {}, 1},
         {"en_GB.UTF-8", {}, {}, 0},                     // imperial, but not the US system
         {"de_DE.UTF-8@euro", {}, {}, 0}, {"fr_CA", {}, {}, 0},
         {"en_US.UTF-8", "de_DE.UTF-8", {}, 0},          // the measurement category beats LANG
         {"de_DE.UTF-8", "en_US.UTF-8", {}, 1},
         {"en_US.UTF-8", "", {}, 1},                     // empty counts as unset
-        {"en_US.UTF-8", "C", {}, -1},
+        {"en_US.UTF-8", "C", {}, 0},
         {"de_DE.UTF-8", "en_US.UTF-8", "fr_FR.UTF-8", 0}, // LC_ALL beats every category
         {{}, {}, "en_US.UTF-8", 1},
     };
@@ -73,7 +73,7 @@ TEST(Temperature, FollowedOnlyWhileSubscribedAndPostedOnlyWhenTheUnitChanges)
     switchLocaleTo("en_US.UTF-8");
     EXPECT_EQ(posts, 0) << "not followed before subscribing";
 
-    setLocale({});
+    setLocale("xx_QQ.UTF-8");
     settings->setSystemTemperatureUsed(true);
     EXPECT_EQ(settings->storedTemperatureSetting(), -1) << "subscribing reads the unit";
     switchLocaleTo("de_DE.UTF-8");

@@ -1,6 +1,7 @@
 // TQProcessInfo and TQProcessExtraManager over the fixture tree and live processes.
 #include "PLVCommon/linux/PLVDesktopApps.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
+#include "PLVCommon/stats/StringExtras.h"
 #include "PLVCommon/stats/TQProcessExtraManager.h"
 #include "PLVCommon/stats/TQProcessInfo.h"
 
@@ -218,10 +219,14 @@ TEST(ProcessInfoFixture, IconsComeFromTheMatchingDesktopEntry)
 
 TEST(ProcessInfo, CapacityTextFollowsTheMemoryLadderAndTheLocale)
 {
+    // Exact halves round as the shared capacity text does (ties to even).
     const std::pair<quint64, const char *> rows[] = {
-        {0, "0 MB"}, {943718400, "900 MB"}, {1072693248, "1023 MB"}, {1073741824, "1.0 GB"}, {5ULL << 40, "5120.0 GB"}};
-    for (const auto &[bytes, text] : rows)
+        {0, "0 MB"},           {943718400, "900 MB"},  {1072693248, "1023 MB"},   {1073741824, "1.0 GB"},
+        {1342177280, "1.2 GB"}, {1879048192, "1.8 GB"}, {5ULL << 40, "5120.0 GB"}, {2621440, "2 MB"}};
+    for (const auto &[bytes, text] : rows) {
         EXPECT_EQ(PI::bytesToReadbleString(bytes), QString::fromLatin1(text)) << bytes;
+        EXPECT_EQ(PI::bytesToReadbleString(bytes), StringExtras::doubleCapacityToString(double(bytes))) << bytes;
+    }
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     EXPECT_EQ(PI::bytesToReadbleString(1610612736), u"1,5 GB"_s);
     QLocale::setDefault(QLocale::c());
