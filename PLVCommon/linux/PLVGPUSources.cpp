@@ -177,6 +177,10 @@ std::pair<QString, bool> lookupModel(quint16 vendor, quint16 device)
 PLVGPUSources::PLVGPUSources(const PLVSysRoot &root, std::shared_ptr<PLVNVML> nvml)
     : m_root(root), m_nvml(std::move(nvml)), m_clock(monotonicMilliseconds)
 {
+    // A recorded machine has no driver behind it: this machine's NVML would
+    // answer for other GPUs than the tree's, or for none.
+    if (!m_root.isLive() && m_nvml == PLVNVML::system())
+        m_nvml.reset();
 }
 
 QString PLVGPUSources::modelName(quint16 vendor, quint16 device) { return lookupModel(vendor, device).first; }
