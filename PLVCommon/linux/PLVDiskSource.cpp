@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <set>
+#include <string_view>
 
 namespace {
 
@@ -33,7 +34,9 @@ QList<QByteArray> splitFields(const QByteArray &line)
 
 QByteArray readTrimmed(const QString &path)
 {
-    return PLVSysFile::read(path, 4096).trimmed();
+    char buf[512];
+    const ssize_t n = PLVSysFile::readAt(AT_FDCWD, QFile::encodeName(path).constData(), buf, sizeof buf);
+    return n > 0 ? QByteArray(buf, n).trimmed() : QByteArray();
 }
 
 // Sectors in /proc/diskstats are always 512 bytes, whatever the drive's own size.
@@ -46,7 +49,10 @@ double rate(quint64 now, quint64 before, double seconds)
 
 } // namespace
 
-PLVDiskSource::PLVDiskSource(const PLVSysRoot &root) : m_root(root), m_diskstats(root, "proc/diskstats") {}
+PLVDiskSource::PLVDiskSource(const PLVSysRoot &root)
+    : m_root(root), m_diskstats(root, "proc/diskstats"), m_mountinfo(root, "proc/self/mountinfo")
+{
+}
 
 double PLVDiskSource::monotonicSeconds()
 {
@@ -76,23 +82,34 @@ QString PLVDiskSource::unescapeMountField(const QByteArray &field)
 
 QList<PLVMountedVolume> PLVDiskSource::volumes() const
 {
-    const QByteArray text = PLVSysFile::read(m_root.path(QStringLiteral("proc/self/mountinfo")));
+    std::vector<char> &buf = PLVSysFile::scratchBuffer();
+    const ssize_t length = m_mountinfo.read(buf);
+    const std::string_view text(buf.data(), size_t(std::max<ssize_t>(length, 0)));
     struct Candidate {
         PLVMountedVolume volume;
         bool wholeTree = false; // its root inside the file system is "/": not a bind of a subfolder
     };
     std::vector<Candidate> found;
     std::map<QByteArray, size_t> byDevice; // "major:minor" -> index in found
-    for (const QByteArray &line : text.split('\n')) {
+    for (size_t start = 0; start < text.size();) {
+        const size_t eol = std::min(text.find('\n', start), text.size());
+        const std::string_view line = text.substr(start, eol - start);
+        start = eol + 1;
         // id parent major:minor root mountpoint options [optional...] - fstype source superoptions
-        const QList<QByteArray> f = splitFields(line);
-        const qsizetype dash = f.indexOf(QByteArray("-"));
-        if (f.size() < 6 || dash < 6 || dash + 2 >= f.size())
+        // The file system and source come after " - "; most lines end here.
+        const size_t sep = line.find(" - ");
+        if (sep == std::string_view::npos)
             continue;
-        const QByteArray &fsType = f[dash + 1];
-        const QByteArray &source = f[dash + 2];
+        const std::string_view tail = line.substr(sep + 3);
+        const size_t space = tail.find(' ');
+        const QByteArray fsType(tail.data(), qsizetype(std::min(space, tail.size())));
+        const std::string_view afterType = space == std::string_view::npos ? std::string_view() : tail.substr(space + 1);
+        const QByteArray source(afterType.data(), qsizetype(std::min(afterType.find(' '), afterType.size())));
         const bool blockDevice = source.startsWith("/dev/") && fsType != "squashfs";
         if (!blockDevice && !isStorageWithoutDevice(fsType))
+            continue;
+        const QList<QByteArray> f = splitFields(QByteArray(line.data(), qsizetype(sep)));
+        if (f.size() < 6)
             continue;
         Candidate c;
         c.volume.mountPoint = unescapeMountField(f[4]);
@@ -138,19 +155,34 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
             QByteArray sysName = f[2];
             sysName.replace('/', '!'); // "cciss/c0d0" is "cciss!c0d0" in sysfs
             const QString block = QStringLiteral("sys/block/") + QString::fromLatin1(sysName);
-            if (!QFile::exists(m_root.path(block + QStringLiteral("/device"))))
-                continue;
             bool ok1 = false, ok2 = false;
-            DiskCounters now_{readTrimmed(m_root.path(block + QStringLiteral("/diskseq"))), f[5].toULongLong(&ok1),
-                              f[9].toULongLong(&ok2), now};
+            DiskCounters now_;
+            now_.seq = readTrimmed(m_root.path(block + QStringLiteral("/diskseq")));
+            now_.readSectors = f[5].toULongLong(&ok1);
+            now_.writtenSectors = f[9].toULongLong(&ok2);
+            now_.at = now;
             if (!ok1 || !ok2)
                 continue;
+            const auto before = m_disks.find(f[2]);
+            // What a disk is does not change while its sequence number stays;
+            // without one (older kernels) it is read again every time.
+            if (before != m_disks.end() && !now_.seq.isEmpty() && before->second.seq == now_.seq) {
+                now_.isDisk = before->second.isDisk;
+                now_.model = before->second.model;
+                now_.removable = before->second.removable;
+            } else {
+                now_.isDisk = QFile::exists(m_root.path(block + QStringLiteral("/device")));
+                now_.model = QString::fromUtf8(readTrimmed(m_root.path(block + QStringLiteral("/device/model"))));
+                now_.removable = readTrimmed(m_root.path(block + QStringLiteral("/removable"))) == "1";
+            }
+            if (!now_.isDisk) {
+                seen.emplace(f[2], now_);
+                continue;
+            }
             PLVDiskActivity disk;
             disk.name = QString::fromLatin1(f[2]);
-            const QByteArray model = readTrimmed(m_root.path(block + QStringLiteral("/device/model")));
-            disk.model = model.isEmpty() ? disk.name : QString::fromUtf8(model);
-            disk.removable = readTrimmed(m_root.path(block + QStringLiteral("/removable"))) == "1";
-            const auto before = m_disks.find(f[2]);
+            disk.model = now_.model.isEmpty() ? disk.name : now_.model;
+            disk.removable = now_.removable;
             if (before != m_disks.end() && before->second.seq == now_.seq) {
                 const double dt = now - before->second.at;
                 disk.readRate = rate(now_.readSectors, before->second.readSectors, dt) * kSectorBytes;

@@ -66,6 +66,9 @@ private:
         quint64 readSectors = 0;
         quint64 writtenSectors = 0;
         double at = 0;
+        bool isDisk = false; // a whole disk with a device behind it
+        QString model;
+        bool removable = false;
     };
     struct ProcessCounters {
         QByteArray name;
@@ -75,6 +78,7 @@ private:
 
     PLVSysRoot m_root;
     PLVOpenSysFile m_diskstats;
+    PLVOpenSysFile m_mountinfo;
     std::map<QByteArray, DiskCounters> m_disks;
     std::map<qint64, ProcessCounters> m_processes;
     double m_processesAt = -1;

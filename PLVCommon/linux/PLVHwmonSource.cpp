@@ -3,39 +3,47 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QSet>
 
 #include <algorithm>
 
 #include <climits>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
+// Attributes are a few bytes: one open and read, no QFile.
+QByteArray readSmall(const QString &path)
+{
+    char buf[256];
+    const ssize_t n = PLVSysFile::readAt(AT_FDCWD, QFile::encodeName(path).constData(), buf, sizeof buf);
+    return n > 0 ? QByteArray(buf, n).trimmed() : QByteArray();
+}
+
 std::optional<qint64> readInteger(const QString &path)
 {
-    const QByteArray text = PLVSysFile::read(path, 64).trimmed();
     bool ok = false;
-    const qint64 v = text.toLongLong(&ok);
+    const qint64 v = readSmall(path).toLongLong(&ok);
     return ok ? std::optional<qint64>(v) : std::nullopt;
 }
 
-QString readText(const QString &path) { return QString::fromUtf8(PLVSysFile::read(path, 256).trimmed()); }
+QString readText(const QString &path) { return QString::fromUtf8(readSmall(path)); }
 
 // Folder entries sorted the way people count: "hwmon2" before "hwmon10".
 QStringList naturalEntries(const QString &dir, QDir::Filters filters)
 {
     QStringList names = QDir(dir).entryList(filters | QDir::NoDotAndDotDot);
-    std::sort(names.begin(), names.end(), [](const QString &a, const QString &b) {
-        static const QRegularExpression digits(QStringLiteral("(\\d+)"));
-        const auto ma = digits.match(a), mb = digits.match(b);
-        const QString pa = a.left(ma.hasMatch() ? ma.capturedStart() : a.size());
-        const QString pb = b.left(mb.hasMatch() ? mb.capturedStart() : b.size());
-        if (pa != pb || !ma.hasMatch() || !mb.hasMatch())
-            return a < b;
-        const qlonglong na = ma.captured(1).toLongLong(), nb = mb.captured(1).toLongLong();
-        return na != nb ? na < nb : a < b;
+    auto split = [](const QString &s) {
+        qsizetype i = s.size();
+        while (i > 0 && s[i - 1].isDigit())
+            --i;
+        return std::pair<QStringView, qlonglong>(QStringView(s).left(i), i < s.size() ? QStringView(s).mid(i).toLongLong() : -1);
+    };
+    std::sort(names.begin(), names.end(), [&](const QString &a, const QString &b) {
+        const auto [pa, na] = split(a);
+        const auto [pb, nb] = split(b);
+        return pa != pb ? a < b : na < nb;
     });
     return names;
 }
@@ -62,18 +70,20 @@ PLVHwmonSource::PLVHwmonSource(const PLVSysRoot &root) : m_root(root) {}
 
 QString PLVHwmonSource::groupForChip(const QString &chip)
 {
-    static const QList<std::pair<QRegularExpression, QString>> kGroups{
-        {QRegularExpression(QStringLiteral("^(coretemp|k10temp|k8temp|zenpower|x86_pkg_temp|cpu[-_]?thermal|soc[-_]thermal|via_cputemp)")), QStringLiteral("CPU")},
-        {QRegularExpression(QStringLiteral("^(amdgpu|radeon|nouveau|i915|xe|nvidia|gpu[-_]?thermal)")), QStringLiteral("GPU")},
-        {QRegularExpression(QStringLiteral("^nvme")), QStringLiteral("NVMe")},
-        {QRegularExpression(QStringLiteral("^drivetemp")), QStringLiteral("Disk")},
-        {QRegularExpression(QStringLiteral("^iwlwifi|^ath\\d|^mt7")), QStringLiteral("Wi-Fi")},
-        {QRegularExpression(QStringLiteral("^(BAT\\d|battery)")), QStringLiteral("Battery")},
-        {QRegularExpression(QStringLiteral("^(acpitz|nct\\d|it8\\d|f71|w83|asus|dell_smm|thinkpad|pch_|applesmc|INT3400|TFN|SEN\\d)")), QStringLiteral("Board")},
+    // Name prefixes of the drivers and zone types people meet, by what they measure.
+    static const std::pair<const char *, const char *> kGroups[]{
+        {"coretemp", "CPU"}, {"k10temp", "CPU"}, {"k8temp", "CPU"}, {"zenpower", "CPU"}, {"x86_pkg_temp", "CPU"},
+        {"cpu_thermal", "CPU"}, {"cpu-thermal", "CPU"}, {"cputhermal", "CPU"}, {"soc_thermal", "CPU"}, {"soc-thermal", "CPU"},
+        {"via_cputemp", "CPU"}, {"amdgpu", "GPU"}, {"radeon", "GPU"}, {"nouveau", "GPU"}, {"i915", "GPU"}, {"xe", "GPU"},
+        {"nvidia", "GPU"}, {"gpu_thermal", "GPU"}, {"gpu-thermal", "GPU"}, {"nvme", "NVMe"}, {"drivetemp", "Disk"},
+        {"iwlwifi", "Wi-Fi"}, {"ath1", "Wi-Fi"}, {"mt7", "Wi-Fi"}, {"BAT", "Battery"}, {"battery", "Battery"},
+        {"acpitz", "Board"}, {"nct", "Board"}, {"it8", "Board"}, {"f71", "Board"}, {"w83", "Board"}, {"asus", "Board"},
+        {"dell_smm", "Board"}, {"thinkpad", "Board"}, {"pch_", "Board"}, {"applesmc", "Board"}, {"INT3400", "Board"},
+        {"TFN", "Board"}, {"SEN", "Board"},
     };
-    for (const auto &[pattern, group] : kGroups)
-        if (pattern.match(chip).hasMatch())
-            return group;
+    for (const auto &[prefix, group] : kGroups)
+        if (chip.startsWith(QLatin1String(prefix)))
+            return QLatin1String(group);
     return chip;
 }
 

@@ -9,6 +9,7 @@
     <message><source>Read</source><translation>Lecture</translation></message>
     <message><source>Write</source><translation>Écriture</translation></message>
     <message><source>Top</source><translation>Les plus actifs</translation></message>
+    <message><source>none</source><translation>aucun</translation></message>
     <message><source>none found</source><translation>aucun trouvé</translation></message>
     <message><source>%1: %2 free of %3</source><translation>%1 : %2 libres sur %3</translation></message>
     <message><source>%1: read %2, write %3</source><translation>%1 : lecture %2, écriture %3</translation></message>

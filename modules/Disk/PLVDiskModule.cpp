@@ -79,6 +79,6 @@ QVariantMap PLVDiskModuleModel::sample()
         topTexts << QStringLiteral("%1 %2").arg(p.name, rateText(p.readRate + p.writeRate));
     }
     values.insert(QStringLiteral("diskTopProcesses"), top);
-    values.insert(QStringLiteral("diskTopProcessesText"), topTexts.join(QStringLiteral(", ")));
+    values.insert(QStringLiteral("diskTopProcessesText"), topTexts.isEmpty() ? PLVLoc(QStringLiteral("none")) : topTexts.join(QStringLiteral(", ")));
     return values;
 }

@@ -39,7 +39,7 @@ QVariantMap PLVFansModuleModel::sample()
         else if (f.control >= 2)
             text += QStringLiteral(", ") + PLVLoc(QStringLiteral("automatic"));
         entry.insert(QStringLiteral("text"), text);
-        lines << name + QLatin1Char(' ') + text;
+        lines << name + QStringLiteral(": ") + text;
         fans << entry;
     }
     values.insert(QStringLiteral("fanSensors"), fans);

@@ -61,6 +61,8 @@ QVariantMap PLVNETModuleModel::sample()
         lines << line;
     }
     values.insert(QStringLiteral("netInterfaces"), list);
+    // The panel's Wi-Fi line: none without a wireless link.
+    values.insert(QStringLiteral("netWirelessLines"), QStringList());
     values.insert(QStringLiteral("netInterfacesText"), lines.isEmpty() ? QStringList{PLVLoc(QStringLiteral("none found"))} : lines);
     values.insert(QStringLiteral("netDownloadRate"), quint64(down));
     values.insert(QStringLiteral("netUploadRate"), quint64(up));
@@ -78,6 +80,7 @@ QVariantMap PLVNETModuleModel::sample()
             if (primary->signalDbm)
                 wifi += QStringLiteral(", %1 dBm").arg(*primary->signalDbm);
             values.insert(QStringLiteral("netWirelessText"), wifi);
+            values.insert(QStringLiteral("netWirelessLines"), QStringList{wifi});
         }
     } else {
         values.insert(QStringLiteral("netAddressText"), PLVLoc(QStringLiteral("not connected")));

@@ -46,7 +46,7 @@ QVariantMap PLVTEMPModuleModel::sample()
         } else {
             entry.insert(QStringLiteral("text"), PLVLoc(QStringLiteral("unavailable")));
         }
-        lines << name + QLatin1Char(' ') + entry.value(QStringLiteral("text")).toString();
+        lines << name + QStringLiteral(": ") + entry.value(QStringLiteral("text")).toString();
         sensors << entry;
     }
     values.insert(QStringLiteral("tempSensors"), sensors);

@@ -113,7 +113,7 @@ TEST(SystemModules, TemperaturesOfALaptopInTheChosenUnitAndWithoutASensorThatLef
     EXPECT_EQ(lines(temp->statusbarView()), QStringList{u"tmp 52 °C"_s});
     QStringList panel = lines(temp->statusbarStandAloneView());
     ASSERT_EQ(panel.size(), 16);
-    EXPECT_EQ(panel[1], u"NVMe Composite 39 °C"_s);
+    EXPECT_EQ(panel[1], u"NVMe Composite: 39 °C"_s);
     EXPECT_TRUE(value(temp, "tempHistories").toMap().contains(u"amdgpu:0000:03:00.0:temp1"_s));
 
     PLVPreferencesForModules::standardUserDefaults()->setObject(1, u"temperatureUnit"_s, u"com.tallowcrest.plvTEMP"_s);
@@ -123,7 +123,7 @@ TEST(SystemModules, TemperaturesOfALaptopInTheChosenUnitAndWithoutASensorThatLef
     EXPECT_EQ(value(temp, "tempStatusText").toString(), u"126 °F"_s);
     panel = lines(temp->statusbarStandAloneView());
     EXPECT_EQ(panel.size(), 13);
-    EXPECT_EQ(panel[5], u"CPU Core 0 unavailable"_s);
+    EXPECT_EQ(panel[5], u"CPU Core 0: unavailable"_s);
     const QVariantMap histories = value(temp, "tempHistories").toMap();
     EXPECT_FALSE(histories.contains(u"amdgpu:0000:03:00.0:temp1"_s)) << "no history of a sensor that left";
     EXPECT_NEAR(histories.value(u"coretemp:coretemp.0:temp1"_s).toList().last().toDouble(), 125.6, 1e-3);
@@ -136,7 +136,7 @@ TEST(SystemModules, FansOfALaptop)
     tick(fans);
     EXPECT_EQ(lines(fans->statusbarView()), QStringList{u"fan 2650 rpm"_s});
     EXPECT_EQ(lines(fans->statusbarStandAloneView()),
-              (QStringList{u"GPU amdgpu 1450 rpm, 30%, manual"_s, u"Board thinkpad 2650 rpm, 100%, automatic"_s}));
+              (QStringList{u"GPU amdgpu: 1450 rpm, 30%, manual"_s, u"Board thinkpad: 2650 rpm, 100%, automatic"_s}));
 }
 
 TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
@@ -150,6 +150,7 @@ TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
     EXPECT_EQ(value(net, "netAddressText").toString(), u"2a01:4f8:c0c1:2345::a1"_s);
     EXPECT_EQ(value(net, "netWirelessText").toString(), u"unknown network, -56 dBm"_s);
     EXPECT_EQ(lines(net->statusbarView()), QStringList{u"net ↓ 0 B/s ↑ 0 B/s"_s});
+    EXPECT_EQ(lines(net->statusbarStandAloneView()).first(), u"Wi-Fi unknown network, -56 dBm"_s);
 
     PLVPreferencesForModules::standardUserDefaults()->setObject(true, u"useBits"_s, u"com.tallowcrest.plvNET"_s);
     // The Wi-Fi went away (card switched off): no wireless line is left behind.
@@ -157,6 +158,7 @@ TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
     tick(net);
     EXPECT_EQ(value(net, "netUploadText").toString(), u"0 b/s"_s);
     EXPECT_FALSE(value(net, "netWirelessText").isValid());
+    EXPECT_TRUE(lines(net->statusbarStandAloneView()).first().startsWith(u"enp0s31f6 "_s)) << "no empty Wi-Fi line";
     EXPECT_EQ(value(net, "netAddressText").toString(), u"not connected"_s);
 }
 
@@ -191,9 +193,11 @@ TEST(SystemModules, DisksAndNetworkOnThisMachine)
     ASSERT_FALSE(interfaces.isEmpty());
     EXPECT_FALSE(field(interfaces, "name").contains(u"lo"_s));
     EXPECT_TRUE(kRate.match(value(net, "netDownloadText").toString()).hasMatch()) << value(net, "netDownloadText").toString().toStdString();
-    for (const QVariant &i : interfaces)
-        if (i.toMap().value(u"state"_s) == u"up"_s && i.toMap().value(u"physical"_s).toBool())
+    for (const QVariant &i : interfaces) {
+        if (i.toMap().value(u"state"_s) == u"up"_s && i.toMap().value(u"physical"_s).toBool()) {
             EXPECT_FALSE(i.toMap().value(u"addresses"_s).toStringList().isEmpty()) << i.toMap().value(u"name"_s).toString().toStdString();
+        }
+    }
 }
 
 TEST(SystemModules, SensorsOnThisMachineOrAPlainNoneFound)
@@ -205,8 +209,10 @@ TEST(SystemModules, SensorsOnThisMachineOrAPlainNoneFound)
     tick(fans);
     const bool anyTemp = !value(temp, "tempSensors").toList().isEmpty();
     EXPECT_EQ(anyTemp, value(temp, "tempValue").isValid());
-    if (!anyTemp)
+    if (!anyTemp) {
         EXPECT_EQ(lines(temp->statusbarView()), QStringList{u"tmp none found"_s});
-    if (value(fans, "fanSensors").toList().isEmpty())
+    }
+    if (value(fans, "fanSensors").toList().isEmpty()) {
         EXPECT_EQ(lines(fans->statusbarStandAloneView()), QStringList{u"none found"_s});
+    }
 }
