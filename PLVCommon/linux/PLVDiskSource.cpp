@@ -154,6 +154,13 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
                 continue;
             QByteArray sysName = f[2];
             sysName.replace('/', '!'); // "cciss/c0d0" is "cciss!c0d0" in sysfs
+            const auto before = m_disks.find(f[2]);
+            // A partition, loop or device-mapper device stays one while it is
+            // listed: nothing more to read for it.
+            if (before != m_disks.end() && !before->second.isDisk) {
+                seen.emplace(f[2], before->second);
+                continue;
+            }
             const QString block = QStringLiteral("sys/block/") + QString::fromLatin1(sysName);
             bool ok1 = false, ok2 = false;
             DiskCounters now_;
@@ -163,7 +170,6 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
             now_.at = now;
             if (!ok1 || !ok2)
                 continue;
-            const auto before = m_disks.find(f[2]);
             // What a disk is does not change while its sequence number stays;
             // without one (older kernels) it is read again every time.
             if (before != m_disks.end() && !now_.seq.isEmpty() && before->second.seq == now_.seq) {
@@ -230,12 +236,20 @@ QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
             continue;
         c.readBytes = std::strtoull(r + 12, nullptr, 10);
         c.writeBytes = std::strtoull(w + 13, nullptr, 10);
-        std::snprintf(path, sizeof path, "%lld/comm", pid);
-        const ssize_t m = PLVSysFile::readAt(procFd, path, text, sizeof text);
-        c.name = m > 0 ? QByteArray(text, m).trimmed() : QByteArray();
         const auto before = m_processes.find(pid);
+        const bool known = before != m_processes.end();
+        const bool busy = known && (c.readBytes != before->second.readBytes || c.writeBytes != before->second.writeBytes);
+        // The name tells a reused process number; it is only needed for a
+        // process seen for the first time or one that did I/O.
+        if (!known || busy) {
+            std::snprintf(path, sizeof path, "%lld/comm", pid);
+            const ssize_t m = PLVSysFile::readAt(procFd, path, text, sizeof text);
+            c.name = m > 0 ? QByteArray(text, m).trimmed() : QByteArray();
+        } else {
+            c.name = before->second.name;
+        }
         // A reused process number shows under another name: not the same process.
-        if (dt > 0 && before != m_processes.end() && before->second.name == c.name) {
+        if (dt > 0 && busy && before->second.name == c.name) {
             PLVProcessIO io;
             io.pid = pid;
             io.name = QString::fromUtf8(c.name);

@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QThread>
@@ -137,6 +138,13 @@ TEST(SystemModules, FansOfALaptop)
     EXPECT_EQ(lines(fans->statusbarView()), QStringList{u"fan 2650 rpm"_s});
     EXPECT_EQ(lines(fans->statusbarStandAloneView()),
               (QStringList{u"GPU amdgpu: 1450 rpm, 30%, manual"_s, u"Board thinkpad: 2650 rpm, 100%, automatic"_s}));
+
+    const QLocale saved;
+    QLocale::setDefault(QLocale(u"fr_FR"_s));
+    tick(fans);
+    QLocale::setDefault(saved);
+    EXPECT_EQ(value(fans, "fanStatusText").toString(), u"2650 tr/min"_s);
+    EXPECT_EQ(lines(fans->statusbarStandAloneView()).last(), u"Carte mère thinkpad: 2650 tr/min, 100%, automatique"_s);
 }
 
 TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
