@@ -11,6 +11,7 @@ packages=(
   fonts-dejavu-core
   python3 python3-psutil procps
   dbus-daemon xvfb libxcb1-dev
+  iproute2
 )
 
 missing=()

@@ -64,6 +64,8 @@ void PLVSamplingModuleModel::updateModel()
     }
     m_pushed.clear();
     const QVariantMap values = sample();
+    if (values.isEmpty())
+        return;
     for (auto it = m_histories.begin(); it != m_histories.end();)
         it = m_pushed.contains(it->first) ? std::next(it) : m_histories.erase(it);
 

@@ -46,7 +46,9 @@ public:
     QVariant moduleSetting(const QString &key) const;
 
 protected:
-    // On the global queue; the controller never runs two at once.
+    // On the global queue; the controller never runs two at once. An empty
+    // dictionary publishes nothing: a tick the sampler had to drop keeps the
+    // previous values on screen.
     virtual QVariantMap sample() = 0;
     // Before the first sample and after every change of root: build the samplers.
     virtual void systemRootDidChange(const PLVSysRoot &root) = 0;

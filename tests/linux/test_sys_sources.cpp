@@ -12,7 +12,15 @@
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
+
+#include <linux/if_packet.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -256,4 +264,82 @@ TEST(NetSource, RatesAcrossWrapsResetsRenamesAndRemovals)
     for (const Case &c : {Case{10, 25, 15}, Case{0xFFFFFF00u, 0x10, 0x110}, Case{0xFFFFFF00u, 0x90000000u, 0},
                           Case{quint64(1) << 40, 5, 0}, Case{7, 7, 0}})
         EXPECT_EQ(PLVNetSource::counterDelta(c.before, c.now), c.delta) << c.before << " -> " << c.now;
+}
+
+namespace {
+
+bool ipLink(const QStringList &args)
+{
+    QProcess ip;
+    ip.start(u"ip"_s, QStringList{u"link"_s} + args);
+    return ip.waitForFinished(10000) && ip.exitStatus() == QProcess::NormalExit && ip.exitCode() == 0;
+}
+
+// Broadcast Ethernet frames of `bytes` bytes each out of the interface.
+bool sendFrames(const QString &interface, int count, int bytes)
+{
+    const int fd = ::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    sockaddr_ll to{};
+    to.sll_family = AF_PACKET;
+    to.sll_ifindex = int(::if_nametoindex(interface.toLatin1().constData()));
+    to.sll_halen = 6;
+    std::memset(to.sll_addr, 0xff, 6);
+    QByteArray frame(bytes, '\0');
+    std::memset(frame.data(), 0xff, 6);                 // destination: broadcast
+    frame[12] = char(0x88), frame[13] = char(0xb5);      // local experimental EtherType
+    bool ok = to.sll_ifindex > 0;
+    for (int i = 0; ok && i < count; ++i)
+        ok = ::sendto(fd, frame.constData(), size_t(frame.size()), 0, reinterpret_cast<sockaddr *>(&to), sizeof to) == frame.size();
+    ::close(fd);
+    return ok;
+}
+
+} // namespace
+
+TEST(NetSource, ALiveInterfaceCountedThenRenamedThenGone)
+{
+    // A veth pair: what leaves one end arrives at the other.
+    if (!ipLink({u"add"_s, u"plvtesta"_s, u"type"_s, u"veth"_s, u"peer"_s, u"name"_s, u"plvtestb"_s}))
+        GTEST_SKIP() << "cannot create a veth pair here (needs CAP_NET_ADMIN)";
+    struct Cleanup {
+        ~Cleanup() { ipLink({u"del"_s, u"plvtesta"_s}); }
+    } cleanup;
+    ASSERT_TRUE(ipLink({u"set"_s, u"plvtesta"_s, u"up"_s}) && ipLink({u"set"_s, u"plvtestb"_s, u"up"_s}));
+    auto find = [](const QList<PLVNetInterface> &list, const QString &name) -> const PLVNetInterface * {
+        for (const PLVNetInterface &i : list)
+            if (i.name == name)
+                return &i;
+        return nullptr;
+    };
+    PLVNetSource source;
+    const QList<PLVNetInterface> first = source.interfaces(1.0);
+    ASSERT_NE(find(first, u"plvtestb"_s), nullptr);
+    EXPECT_FALSE(find(first, u"plvtestb"_s)->physical);
+
+    ASSERT_TRUE(sendFrames(u"plvtesta"_s, 100, 1000));
+    const QList<PLVNetInterface> second = source.interfaces(2.0);
+    const PLVNetInterface *b = find(second, u"plvtestb"_s);
+    ASSERT_NE(b, nullptr);
+    EXPECT_GE(b->rxRate, 100000.0) << "100 frames of 1000 bytes in one second";
+    EXPECT_LT(b->rxRate, 110000.0);
+    EXPECT_GE(find(second, u"plvtesta"_s)->txRate, 100000.0);
+
+    // 50 more frames, then renamed (the link must be down for it): the same
+    // interface under its new name, its rate counted across the rename.
+    ASSERT_TRUE(sendFrames(u"plvtesta"_s, 50, 1000));
+    ASSERT_TRUE(ipLink({u"set"_s, u"plvtestb"_s, u"down"_s}) && ipLink({u"set"_s, u"plvtestb"_s, u"name"_s, u"plvtestc"_s}));
+    const QList<PLVNetInterface> third = source.interfaces(3.0);
+    ASSERT_NE(find(third, u"plvtestc"_s), nullptr);
+    EXPECT_EQ(find(third, u"plvtestb"_s), nullptr);
+    EXPECT_GE(find(third, u"plvtestc"_s)->rxRate, 50000.0);
+    EXPECT_LT(find(third, u"plvtestc"_s)->rxRate, 60000.0);
+    EXPECT_EQ(find(third, u"plvtestc"_s)->operState, u"down"_s);
+
+    // Deleted (both ends go): gone from the next sample.
+    ASSERT_TRUE(ipLink({u"del"_s, u"plvtesta"_s}));
+    const QList<PLVNetInterface> fourth = source.interfaces(4.0);
+    EXPECT_EQ(find(fourth, u"plvtesta"_s), nullptr);
+    EXPECT_EQ(find(fourth, u"plvtestc"_s), nullptr);
 }
