@@ -147,26 +147,47 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
     QList<PLVDiskActivity> result;
     std::map<QByteArray, DiskCounters> seen;
     if (n > 0) {
-        for (const QByteArray &line : QByteArray::fromRawData(buf.data(), n).split('\n')) {
+        const char *p = buf.data();
+        const char *const end = p + n;
+        while (p < end) {
+            const char *eol = static_cast<const char *>(std::memchr(p, '\n', size_t(end - p)));
+            if (!eol)
+                eol = end;
             // major minor name reads merged sectors ms writes merged sectors ms ...
-            const QList<QByteArray> f = splitFields(line);
-            if (f.size() < 10)
+            // Only the name and the two sector counts are needed: no allocation
+            // for the other fields.
+            std::string_view fields[10];
+            int count = 0;
+            for (const char *q = p; q < eol && count < 10;) {
+                while (q < eol && *q == ' ')
+                    ++q;
+                const char *start = q;
+                while (q < eol && *q != ' ')
+                    ++q;
+                if (q > start)
+                    fields[count++] = std::string_view(start, size_t(q - start));
+            }
+            p = eol + 1;
+            if (count < 10)
                 continue;
-            QByteArray sysName = f[2];
+            const QByteArray name(fields[2].data(), qsizetype(fields[2].size()));
+            const QByteArray readSectors = QByteArray::fromRawData(fields[5].data(), qsizetype(fields[5].size()));
+            const QByteArray writtenSectors = QByteArray::fromRawData(fields[9].data(), qsizetype(fields[9].size()));
+            QByteArray sysName = name;
             sysName.replace('/', '!'); // "cciss/c0d0" is "cciss!c0d0" in sysfs
-            const auto before = m_disks.find(f[2]);
+            const auto before = m_disks.find(name);
             // A partition, loop or device-mapper device stays one while it is
             // listed: nothing more to read for it.
             if (before != m_disks.end() && !before->second.isDisk) {
-                seen.emplace(f[2], before->second);
+                seen.emplace(name, before->second);
                 continue;
             }
             const QString block = QStringLiteral("sys/block/") + QString::fromLatin1(sysName);
             bool ok1 = false, ok2 = false;
             DiskCounters now_;
             now_.seq = readTrimmed(m_root.path(block + QStringLiteral("/diskseq")));
-            now_.readSectors = f[5].toULongLong(&ok1);
-            now_.writtenSectors = f[9].toULongLong(&ok2);
+            now_.readSectors = readSectors.toULongLong(&ok1);
+            now_.writtenSectors = writtenSectors.toULongLong(&ok2);
             now_.at = now;
             if (!ok1 || !ok2)
                 continue;
@@ -182,11 +203,11 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
                 now_.removable = readTrimmed(m_root.path(block + QStringLiteral("/removable"))) == "1";
             }
             if (!now_.isDisk) {
-                seen.emplace(f[2], now_);
+                seen.emplace(name, now_);
                 continue;
             }
             PLVDiskActivity disk;
-            disk.name = QString::fromLatin1(f[2]);
+            disk.name = QString::fromLatin1(name);
             disk.model = now_.model.isEmpty() ? disk.name : now_.model;
             disk.removable = now_.removable;
             if (before != m_disks.end() && before->second.seq == now_.seq) {
@@ -194,7 +215,7 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
                 disk.readRate = rate(now_.readSectors, before->second.readSectors, dt) * kSectorBytes;
                 disk.writeRate = rate(now_.writtenSectors, before->second.writtenSectors, dt) * kSectorBytes;
             }
-            seen.emplace(f[2], now_);
+            seen.emplace(name, now_);
             result << disk;
         }
     }
