@@ -12,9 +12,13 @@ void PLVTextLines::update(const PLVModelData &data)
 {
     lines.clear();
     for (int i = 0; i < textKeys.size(); ++i) {
-        const QString value = data.value(textKeys[i]).toString();
+        const QVariant v = data.value(textKeys[i]);
         const QString label = textLabels.value(i);
-        lines << (label.isEmpty() ? value : label + QLatin1Char(' ') + value);
+        // A list of texts (one per disk, sensor, interface) shows a line each,
+        // the label on the first.
+        const QStringList values = v.typeId() == QMetaType::QStringList ? v.toStringList() : QStringList{v.toString()};
+        for (int k = 0; k < values.size(); ++k)
+            lines << (label.isEmpty() || k > 0 ? values[k] : label + QLatin1Char(' ') + values[k]);
     }
 }
 

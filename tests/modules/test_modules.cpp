@@ -63,8 +63,10 @@ TEST(Modules, ThePlugInsFolderHoldsTheShippedModules)
         PLVGenericModuleController::destroy(c);
     }
     ids.sort();
-    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvCPU"), QStringLiteral("com.tallowcrest.plvGPU"),
-                                QStringLiteral("com.tallowcrest.plvMEM")}));
+    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvCPU"), QStringLiteral("com.tallowcrest.plvDisk"),
+                                QStringLiteral("com.tallowcrest.plvFans"), QStringLiteral("com.tallowcrest.plvGPU"),
+                                QStringLiteral("com.tallowcrest.plvMEM"), QStringLiteral("com.tallowcrest.plvNET"),
+                                QStringLiteral("com.tallowcrest.plvTEMP")}));
     EXPECT_TRUE(loaded.extraObjects.isEmpty());
 }
 

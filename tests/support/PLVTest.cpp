@@ -1,5 +1,7 @@
 #include "PLVTest.h"
 
+#include <unistd.h>
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
@@ -170,7 +172,14 @@ bool copyTree(const QString &from, const QString &to)
     while (it.hasNext()) {
         const QString path = it.next();
         const QString target = to + QLatin1Char('/') + source.relativeFilePath(path);
-        if (it.fileInfo().isDir()) {
+        if (it.fileInfo().isSymLink()) {
+            // Links stay links, with their relative targets, as in /sys.
+            char link[4096];
+            const ssize_t n = ::readlink(QFile::encodeName(path).constData(), link, sizeof link - 1);
+            if (n < 0 || !QDir().mkpath(QFileInfo(target).path())
+                || ::symlink(QByteArray(link, n).constData(), QFile::encodeName(target).constData()) != 0)
+                return false;
+        } else if (it.fileInfo().isDir()) {
             if (!QDir().mkpath(target))
                 return false;
         } else if (!QDir().mkpath(QFileInfo(target).path()) || !QFile::copy(path, target)) {

@@ -1,0 +1,85 @@
+#pragma once
+#include "PLVCommon/linux/PLVSysFile.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <map>
+
+// Disks on Linux: mounted file systems (/proc/self/mountinfo with statvfs),
+// transfer rates per whole disk (/proc/diskstats) and the processes doing the
+// most storage I/O (/proc/PID/io, where readable).
+struct PLVMountedVolume {
+    QString mountPoint; // as the system sees it, not under the root
+    QString device;     // mount source: "/dev/nvme0n1p2", "server:/export"
+    QString fsType;
+    quint64 totalBytes = 0;
+    quint64 freeBytes = 0; // available to unprivileged users
+    quint64 usedBytes = 0;
+};
+
+struct PLVDiskActivity {
+    QString name;  // kernel name: "nvme0n1", "sda"
+    QString model; // the drive's model, or the kernel name when the drive tells none
+    bool removable = false;
+    double readRate = 0; // bytes per second since the previous sample
+    double writeRate = 0;
+};
+
+struct PLVProcessIO {
+    qint64 pid = 0;
+    QString name;
+    double readRate = 0; // bytes per second that reached storage
+    double writeRate = 0;
+};
+
+class PLVDiskSource
+{
+public:
+    explicit PLVDiskSource(const PLVSysRoot &root = PLVSysRoot());
+
+    // File systems a person stores files on: block-device and network mounts,
+    // each device once (bind mounts and second mounts left out), with sizes.
+    // A mount whose statvfs fails (a disk pulled out) is left out.
+    QList<PLVMountedVolume> volumes() const;
+
+    // Whole disks (those with a device behind them: no partitions, loop, zram
+    // or device-mapper), with rates since the previous call. Rates are 0 on the
+    // first call, for a disk seen for the first time, and when its counters
+    // went back (the disk was replaced under the same name).
+    QList<PLVDiskActivity> activity(double nowSeconds);
+    QList<PLVDiskActivity> activity();
+
+    // The processes with the highest I/O rate since the previous call, at most
+    // count, busiest first; processes that did no I/O are left out.
+    QList<PLVProcessIO> topProcesses(double nowSeconds, int count);
+    QList<PLVProcessIO> topProcesses(int count);
+
+    // mountinfo's octal escapes ("\040" for a space) decoded.
+    static QString unescapeMountField(const QByteArray &field);
+    static double monotonicSeconds();
+
+private:
+    struct DiskCounters {
+        QByteArray seq; // the kernel's disk sequence number, when it has one
+        quint64 readSectors = 0;
+        quint64 writtenSectors = 0;
+        double at = 0;
+        bool isDisk = false; // a whole disk with a device behind it
+        QString model;
+        bool removable = false;
+    };
+    struct ProcessCounters {
+        QByteArray name;
+        quint64 readBytes = 0;
+        quint64 writeBytes = 0;
+    };
+
+    PLVSysRoot m_root;
+    PLVOpenSysFile m_diskstats;
+    PLVOpenSysFile m_mountinfo;
+    std::map<QByteArray, DiskCounters> m_disks;
+    std::map<qint64, ProcessCounters> m_processes;
+    double m_processesAt = -1;
+};
