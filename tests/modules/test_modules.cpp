@@ -56,8 +56,9 @@ TEST(Modules, ThePlugInsFolderHoldsTheShippedModules)
         PLVGenericModuleController::destroy(c);
     }
     ids.sort();
-    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvCPU"), QStringLiteral("com.tallowcrest.plvGPU"),
-                                QStringLiteral("com.tallowcrest.plvMEM")}));
+    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvBT"), QStringLiteral("com.tallowcrest.plvCPU"),
+                                QStringLiteral("com.tallowcrest.plvGPU"), QStringLiteral("com.tallowcrest.plvMEM")}))
+        << "the battery module is left out without a battery";
     EXPECT_TRUE(loaded.extraObjects.isEmpty());
 }
 
