@@ -2,6 +2,7 @@
 // A private message bus and the system services played on it, for the tests
 // of the samplers and modules that ask UPower and BlueZ.
 #include <QCoreApplication>
+#include <QDBusConnection>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
@@ -24,8 +25,17 @@ public:
         m_address = QStringLiteral("unix:path=") + m_dir.path() + QStringLiteral("/bus");
         m_daemon.start(daemon, {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
                                 QStringLiteral("--address=") + m_address});
-        if (!m_daemon.waitForStarted()
-            || !waitUntil([&] { return QFileInfo::exists(m_dir.path() + QStringLiteral("/bus")); }))
+        // Ready once a client gets through: the socket file appears before the
+        // daemon listens on it.
+        int probe = 0;
+        const auto accepts = [&] {
+            const QString name = QStringLiteral("plv-test-probe-%1").arg(++probe);
+            const bool connected = QFileInfo::exists(m_dir.path() + QStringLiteral("/bus"))
+                                   && QDBusConnection::connectToBus(m_address, name).isConnected();
+            QDBusConnection::disconnectFromBus(name);
+            return connected;
+        };
+        if (!m_daemon.waitForStarted() || !waitUntil(accepts))
             m_address.clear();
     }
     ~PrivateBus()
