@@ -1,6 +1,9 @@
+#include "PLVCommon/linux/PLVPowerSupply.h"
 #include "PLVCommon/platform/PLVPlist.h"
 #include "support/PLVTest.h"
+#include "support/PLVTestBus.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QRegularExpression>
@@ -125,4 +128,38 @@ TEST(Plvmonitor, RunsWholeModulesOnARecordedMachineWithOfflineCPUs)
         }
         EXPECT_TRUE(r.lines.last().contains(QStringLiteral("cpuCoreUsageText=0% 0% "))) << r.lines.last().toStdString();
     }
+}
+
+TEST(Plvmonitor, RunsTheBatteryAndBluetoothModulesOnThisMachine)
+{
+    plvtest::TempGroupContainer container;
+    QTemporaryDir plugins;
+    for (const char *name : {"BATTERY", "BT"})
+        ASSERT_TRUE(QFile::link(QStringLiteral(PLV_BUILD_PLUGINS_DIR "/") + QLatin1String(name) + QStringLiteral(".plvbundle3"),
+                                plugins.path() + QLatin1Char('/') + QLatin1String(name) + QStringLiteral(".plvbundle3")));
+    QProcessEnvironment env = withoutPlugIns();
+    env.insert(QStringLiteral("PLV_PLUGINS_PATH"), plugins.path());
+    const bool battery = PLVPowerSupply::hasSystemBattery();
+
+    // No system bus at all: the Bluetooth module says so and the monitor runs on.
+    env.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/plv-bus"));
+    MonitorRun r = plvmonitor({QStringLiteral("--interval"), QStringLiteral("0.05"), QStringLiteral("--ticks"), QStringLiteral("2")}, env);
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    ASSERT_GE(r.lines.size(), 2);
+    EXPECT_TRUE(r.lines.last().contains(QStringLiteral("BLT ")) && r.lines.join(QLatin1Char(' ')).contains(QStringLiteral("bluetoothSummaryText=No system bus")))
+        << r.lines.join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(r.lines.last().contains(QStringLiteral("BAT ")), battery) << r.lines.last().toStdString();
+    EXPECT_EQ(r.err.contains("BATTERY.plvbundle3: only for computers with a battery"), !battery) << r.err.toStdString();
+
+    // BlueZ on the bus the variable names.
+    plvtest::PrivateBus bus;
+    if (bus.address().isEmpty())
+        GTEST_SKIP() << "dbus-daemon could not be started";
+    plvtest::BusStandIn bluez(bus.address(), QStringLiteral("bluez"), plvtest::fixturePath(QStringLiteral("dbus/bluez-devices.json")));
+    ASSERT_TRUE(bluez.isReady());
+    env.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
+    // A busy machine may print a tick before the first update is in: any of a few ticks.
+    r = plvmonitor({QStringLiteral("--ticks"), QStringLiteral("4")}, env);
+    const QString all = r.lines.join(QLatin1Char('\n'));
+    EXPECT_TRUE(all.contains(QStringLiteral("bluetoothDevicesText=WH-1000XM4 80%, MX Master 3"))) << all.toStdString() << r.err.toStdString();
 }

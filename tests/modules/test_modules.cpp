@@ -63,10 +63,11 @@ TEST(Modules, ThePlugInsFolderHoldsTheShippedModules)
         PLVGenericModuleController::destroy(c);
     }
     ids.sort();
-    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvCPU"), QStringLiteral("com.tallowcrest.plvDisk"),
-                                QStringLiteral("com.tallowcrest.plvFans"), QStringLiteral("com.tallowcrest.plvGPU"),
-                                QStringLiteral("com.tallowcrest.plvMEM"), QStringLiteral("com.tallowcrest.plvNET"),
-                                QStringLiteral("com.tallowcrest.plvTEMP")}));
+    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.tallowcrest.plvBT"), QStringLiteral("com.tallowcrest.plvCPU"),
+                                QStringLiteral("com.tallowcrest.plvDisk"), QStringLiteral("com.tallowcrest.plvFans"),
+                                QStringLiteral("com.tallowcrest.plvGPU"), QStringLiteral("com.tallowcrest.plvMEM"),
+                                QStringLiteral("com.tallowcrest.plvNET"), QStringLiteral("com.tallowcrest.plvTEMP")}))
+        << "the battery module is left out without a battery";
     EXPECT_TRUE(loaded.extraObjects.isEmpty());
 }
 
