@@ -1,6 +1,7 @@
 #pragma once
 // Helpers shared by the test programs.
 #include <QByteArray>
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -60,6 +61,20 @@ private:
 
 // Spins the event loop until the predicate holds or the timeout passes.
 bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+// A helper server (Xvfb, dbus-daemon) started for one test, which prints its
+// address on its first line of output; `address` stays empty when the program
+// is not installed or did not start. Terminated when destroyed.
+struct HelperServer {
+    HelperServer(const QString &program, const QStringList &args);
+    ~HelperServer();
+    QProcess process;
+    QString address;
+};
+// A private session bus: dbus-daemon --session.
+struct PrivateSessionBus : HelperServer {
+    PrivateSessionBus();
+};
 
 QString fixturePath(const QString &relative);
 // Copies a folder tree (files and sub-folders); false when anything failed.
