@@ -117,8 +117,15 @@ PLVAppearance *PLVAppearance::sharedAppearance()
 {
     static PLVAppearance *shared = [] {
         auto *a = new PLVAppearance;
-        if (QCoreApplication *app = QCoreApplication::instance())
+        // Palette changes and portal signals are handled on the main thread,
+        // whichever thread asked first.
+        if (QCoreApplication *app = QCoreApplication::instance()) {
             a->moveToThread(app->thread());
+            if (QThread::currentThread() == app->thread())
+                app->installEventFilter(a);
+            else
+                QMetaObject::invokeMethod(a, [a, app] { app->installEventFilter(a); }, Qt::QueuedConnection);
+        }
         return a;
     }();
     return shared;
@@ -127,8 +134,6 @@ PLVAppearance *PLVAppearance::sharedAppearance()
 PLVAppearance::PLVAppearance()
     : d(std::make_unique<Private>())
 {
-    if (QCoreApplication *app = QCoreApplication::instance())
-        app->installEventFilter(this);
     QDBusConnection bus = QDBusConnection::sessionBus();
     // Any sender: the portal may start (or restart) after us, under a new
     // unique name; the path and interface are the portal's alone.

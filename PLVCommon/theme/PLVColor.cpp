@@ -207,7 +207,7 @@ void PLVColor::setWindowBackgroundStyle(qint64 style)
     m_windowBackgroundStyle = style;
     const bool dark = style != 0;
     const bool today = TQIsTodayExtenstion::isTodayExtention();
-    const QColor pink = ColorExtras::colorWithCalibratedRed(0.9, 0.225, 0.5625, 1.0);
+    static const QColor pink = ColorExtras::colorWithCalibratedRed(0.9, 0.225, 0.5625, 1.0);
     if (dark) {
         setWindowLabelColor(white(0.9));
         setWindowSecondaryLabelColor(white(0.75));
