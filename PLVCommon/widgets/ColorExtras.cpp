@@ -2,6 +2,7 @@
 
 #include <QColorSpace>
 #include <QColorTransform>
+#include <QPointF>
 
 #include <cmath>
 
