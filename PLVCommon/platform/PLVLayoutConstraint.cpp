@@ -43,18 +43,17 @@ public:
 protected:
     bool eventFilter(QObject *object, QEvent *event) override
     {
-        if (event->type() == QEvent::ParentAboutToChange) {
+        // Qt tells a created window only that its parent is about to change, so
+        // the ties are cut once it has changed: whatever linked the subtree to
+        // views outside it belonged to the old place.
+        if (event->type() == QEvent::ParentChange) {
             auto *view = static_cast<QWidget *>(object);
             QList<PLVLayoutConstraint *> cut;
             for (PLVLayoutConstraint *c : PLVLayoutConstraint::activeConstraints()) {
-                if (!c->secondItem())
-                    continue;
-                if (inSubtree(view, c->firstItem()) != inSubtree(view, c->secondItem()))
+                if (c->secondItem() && inSubtree(view, c->firstItem()) != inSubtree(view, c->secondItem()))
                     cut.append(c);
             }
             PLVLayoutConstraint::deactivateConstraints(cut);
-        } else if (event->type() == QEvent::ParentChange) {
-            auto *view = static_cast<QWidget *>(object);
             if (view->parentWidget())
                 if (PLVConstraintLayout *layout = PLVConstraintLayout::forView(view))
                     layout->invalidate();
@@ -125,8 +124,9 @@ void PLVLayoutConstraint::setActive(bool active)
         ReparentWatcher::instance()->watch(m_first);
         ReparentWatcher::instance()->watch(m_second);
         if (m_second)
-            connect(m_second, &QObject::destroyed, this, [this] { setActive(false); }, Qt::UniqueConnection);
+            m_secondGone = connect(m_second, &QObject::destroyed, this, [this] { setActive(false); });
     } else {
+        disconnect(m_secondGone);
         activeList().removeAll(QPointer<PLVLayoutConstraint>(this));
         m_conflictReported = false;
     }
@@ -168,7 +168,7 @@ QList<PLVLayoutConstraint *> PLVLayoutConstraint::constraintsAffecting(const QWi
 void PLVLayoutConstraint::requestLayout() const
 {
     for (QWidget *item : {m_first.data(), m_second.data()})
-        if (item)
+        if (item && item->parentWidget())
             if (PLVConstraintLayout *layout = PLVConstraintLayout::forView(item))
                 layout->invalidate();
 }
@@ -298,8 +298,9 @@ PLVConstraintLayout::Solution PLVConstraintLayout::solve(const QSize &rootSize, 
         solver.addConstraint({{nv.w, 1}}, 0, S::Relation::GreaterOrEqual);
         solver.addConstraint({{nv.h, 1}}, 0, S::Relation::GreaterOrEqual);
         // Controls keep their natural size unless told otherwise.
-        const QSize hint = v->sizeHint();
-        if (v != top && !qobject_cast<PLVView *>(v) && hint.isValid()) {
+        if (v == top || qobject_cast<PLVView *>(v))
+            continue;
+        if (const QSize hint = v->sizeHint(); hint.isValid()) {
             solver.addConstraint({{nv.w, 1}}, -hint.width(), S::Relation::Equal, PLVLayoutConstraint::PriorityDefaultLow);
             solver.addConstraint({{nv.h, 1}}, -hint.height(), S::Relation::Equal, PLVLayoutConstraint::PriorityDefaultLow);
         }

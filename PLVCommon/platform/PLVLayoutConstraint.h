@@ -96,6 +96,7 @@ private:
     float m_priority = PriorityRequired;
     bool m_active = false;
     bool m_conflictReported = false;
+    QMetaObject::Connection m_secondGone;
 };
 
 // Lays out the views under one top-most widget by its active constraints. It
