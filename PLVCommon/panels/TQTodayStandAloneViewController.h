@@ -1,5 +1,7 @@
 #pragma once
 #include "PLVCommon/core/PLVModulesDictionary.h"
+#include "PLVCommon/panels/TQView.h"
+#include "PLVCommon/platform/PLVLayoutConstraint.h"
 #include "PLVCommon/platform/PLVViewController.h"
 
 #include <QMargins>
@@ -13,10 +15,8 @@
 class PLVBundle;
 class PLVDisplaynameForModules;
 class PLVIconsForModules;
-class PLVLayoutConstraint;
 class PLVPreferencesForModules;
 class PLVTimer;
-class TQView;
 
 // The root of the widget window: loads the one module bundle the host names,
 // runs that module's update timer, shows its compact or expanded widget view
@@ -71,7 +71,7 @@ public:
     virtual void addBundle(PLVBundle *bundle);
     virtual bool isItaComputerWithBattery() const;
     QWidget *currentStatusbarTodayView() const;
-    void changeDisplayView();
+    virtual void changeDisplayView();
     Q_INVOKABLE void changeViewType(QObject *sender = nullptr);
     qint64 viewTypeToDisplay() const { return m_viewTypeToDisplay; }
     void setViewTypeToDisplay(qint64 type);
