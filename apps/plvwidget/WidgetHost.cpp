@@ -136,8 +136,9 @@ QRect WidgetHost::placement(const QVariant &saved, const QSize &size)
     const double x = frame.value(QStringLiteral("x")).toDouble(&okX);
     const double y = frame.value(QStringLiteral("y")).toDouble(&okY);
     const double width = frame.value(QStringLiteral("width")).toDouble(&okW);
+    // The saved width stays even when the place is no longer on any screen.
+    const int w = okW && std::isfinite(width) && width >= 120 && width <= 4000 ? int(width) : size.width();
     if (okX && okY && std::isfinite(x) && std::isfinite(y) && std::abs(x) < 1e6 && std::abs(y) < 1e6) {
-        const int w = okW && std::isfinite(width) && width >= 120 && width <= 4000 ? int(width) : size.width();
         const QRect rect(int(x), int(y), w, size.height());
         for (QScreen *screen : QGuiApplication::screens()) {
             const QRect seen = screen->availableGeometry().intersected(rect);
@@ -147,7 +148,7 @@ QRect WidgetHost::placement(const QVariant &saved, const QSize &size)
     }
     QScreen *primary = QGuiApplication::primaryScreen();
     const QRect area = primary ? primary->availableGeometry() : QRect(0, 0, 1024, 768);
-    return QRect(area.right() - size.width() - 24 + 1, area.top() + 24, size.width(), size.height());
+    return QRect(area.right() - w - 24 + 1, area.top() + 24, w, size.height());
 }
 
 void WidgetHost::show()
@@ -171,6 +172,9 @@ void WidgetHost::fittingSizeChanged(const QSize &size)
     QWidget *w = m_window;
     if (!w || !m_placed || size == m_target || size.height() <= 0)
         return;
+    if (m_options.report)
+        QTextStream(stdout) << "resizing " << w->width() << 'x' << w->height() << " -> " << size.width() << 'x'
+                            << size.height() << Qt::endl;
     m_target = size;
     TQClipView::setInLiveResize(w, true);
     QPointer<QWidget> guard(w);
@@ -203,7 +207,7 @@ void WidgetHost::settled()
         QTextStream out(stdout);
         out << "settled view=" << (m_controller->viewTypeToDisplay() != 0 ? "expanded" : "compact")
             << " showMore=" << (m_controller->isTodayExpanded() ? 1 : 0) << " size=" << w->width() << 'x' << w->height()
-            << Qt::endl;
+            << " at=" << w->x() << ',' << w->y() << Qt::endl;
     }
 }
 
