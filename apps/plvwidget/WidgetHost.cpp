@@ -26,6 +26,7 @@ namespace {
 using C = PLVLayoutConstraint;
 const QString kFramesKey = QStringLiteral("plvWidgetFrames");
 constexpr int kDefaultWidth = 260;
+constexpr int kEditingHeight = 76; // the pane's two radio buttons and their margins
 
 } // namespace
 
@@ -72,6 +73,13 @@ void WidgetViewController::changeDisplayView()
 
 void WidgetViewController::updateExpandedStatusSubclass() { updateHeights(); }
 
+void WidgetViewController::setEditing(bool editing)
+{
+    m_editing = editing;
+    editing ? widgetDidBeginEditing() : widgetDidEndEditing();
+    updateHeights();
+}
+
 void WidgetViewController::updateHeights()
 {
     if (!containerHeight() || !btnShowMoreViewHeightConstraint())
@@ -79,7 +87,8 @@ void WidgetViewController::updateHeights()
     QWidget *current = currentStatusbarTodayView();
     const int natural = current ? m_naturalHeights.value(current, current->height()) : 0;
     const bool cut = natural > kCappedHeight;
-    containerHeight()->setConstant(isTodayExpanded() || !cut ? natural : kCappedHeight);
+    const int shown = isTodayExpanded() || !cut ? natural : kCappedHeight;
+    containerHeight()->setConstant(m_editing ? std::max(shown, kEditingHeight) : shown);
     containerHeight()->setActive(true);
     if (cut)
         btnShowMoreViewHeightConstraint()->setConstant(32); // the base class never brings it back
@@ -98,10 +107,10 @@ WidgetHost::WidgetHost(WidgetViewController *controller, QString moduleName, Opt
     w->setAttribute(Qt::WA_DeleteOnClose, false);
     w->installEventFilter(this);
 
-    auto *edit = new QAction(QStringLiteral("Edit Widget"), w);
+    auto *edit = m_edit = new QAction(QStringLiteral("Edit Widget"), w);
     edit->setCheckable(true);
     connect(edit, &QAction::toggled, this, [this](bool on) {
-        on ? m_controller->widgetDidBeginEditing() : m_controller->widgetDidEndEditing();
+        m_controller->setEditing(on);
     });
     auto *quit = new QAction(QStringLiteral("Quit"), w);
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
@@ -166,6 +175,8 @@ void WidgetHost::show()
     m_placed = true;
     QTimer::singleShot(300, this, &WidgetHost::settled);
 }
+
+void WidgetHost::setEditing(bool editing) { m_edit->setChecked(editing); }
 
 void WidgetHost::fittingSizeChanged(const QSize &size)
 {

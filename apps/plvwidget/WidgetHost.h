@@ -1,6 +1,7 @@
 #pragma once
 #include "PLVCommon/panels/TQTodayStandAloneViewController.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QHash>
 #include <QPointer>
@@ -34,12 +35,15 @@ public:
 
     // Applies the current view type and show-more state to the heights.
     void updateHeights();
+    // While editing, the window is tall enough for the pane's two choices.
+    void setEditing(bool editing);
 
 private:
     QStringList m_folders;
     QString m_plugin;
     QHash<QWidget *, int> m_naturalHeights;
     QList<QPointer<QWidget>> m_borrowedViews;
+    bool m_editing = false;
 };
 
 // The window: a small frameless window that stays below the others and off
@@ -57,6 +61,7 @@ public:
     WidgetHost(WidgetViewController *controller, QString moduleName, Options options, QObject *parent = nullptr);
     ~WidgetHost() override;
     void show();
+    void setEditing(bool editing);
 
     // Where the window goes: the saved frame when some screen shows enough of
     // it, else the top right corner of the primary screen.
@@ -78,4 +83,5 @@ private:
     QSize m_target;
     QTimer m_saveTimer;
     bool m_placed = false;
+    QAction *m_edit = nullptr;
 };

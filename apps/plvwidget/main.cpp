@@ -64,7 +64,8 @@ int main(int argc, char **argv)
                                         QStringLiteral("Write the window to this PNG file each time it settles."),
                                         QStringLiteral("file"));
     const QCommandLineOption report(QStringLiteral("report"), QStringLiteral("Print a line each time the window settles."));
-    parser.addOptions({module, plugins, screenshot, report});
+    const QCommandLineOption edit(QStringLiteral("edit"), QStringLiteral("Start in editing mode (pick the compact or the expanded view)."));
+    parser.addOptions({module, plugins, screenshot, report, edit});
     parser.process(app);
 
     QTextStream err(stderr);
@@ -107,6 +108,8 @@ int main(int argc, char **argv)
     options.report = parser.isSet(report);
     WidgetHost host(controller, name, options);
     host.show();
+    if (parser.isSet(edit))
+        host.setEditing(true);
     const int status = app.exec();
     delete controller;
     return status;
