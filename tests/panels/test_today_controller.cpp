@@ -179,6 +179,15 @@ TEST(TodayController, ShowMoreFlipsWritesAndTheBarCollapsesForGood)
     next.view();
     EXPECT_TRUE(next.isTodayExpanded());
     EXPECT_EQ(next.btnShowMore()->text(), QStringLiteral("Show Less"));
+
+    // The titles come from the framework's table.
+    const QLocale saved;
+    QLocale::setDefault(QLocale(QStringLiteral("fr_FR")));
+    Host french({}, QString());
+    french.view();
+    QLocale::setDefault(saved);
+    EXPECT_EQ(french.btnShowMore()->text(), QStringLiteral("Afficher moins"));
+    EXPECT_EQ(french.btnExpanded()->text(), QStringLiteral("Afficher la vue détaillée"));
 }
 
 TEST(TodayController, EditingFadesBetweenTheModuleAndThePane)
