@@ -50,6 +50,7 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     PLVWidgetApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("plvwidget"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("plvwidget")); // the Wayland app_id
     QApplication::setQuitOnLastWindowClosed(true);
 
     QCommandLineParser parser;
