@@ -7,6 +7,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config git
   qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-svg-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev
+  qt6-wayland
   libgl-dev libplist-dev libpci-dev pci.ids
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core adwaita-icon-theme

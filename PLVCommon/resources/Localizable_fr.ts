@@ -71,5 +71,21 @@
         <source>Contacting Helper</source>
         <translation>Connexion à l’assistant</translation>
     </message>
+    <message>
+        <source>Show More</source>
+        <translation>Afficher plus</translation>
+    </message>
+    <message>
+        <source>Show Less</source>
+        <translation>Afficher moins</translation>
+    </message>
+    <message>
+        <source>Show Compact View</source>
+        <translation>Afficher la vue compacte</translation>
+    </message>
+    <message>
+        <source>Show Expanded View</source>
+        <translation>Afficher la vue détaillée</translation>
+    </message>
 </context>
 </TS>
