@@ -198,7 +198,7 @@ TEST(Plvwidget, SaysHowToPickAModuleAndWhyOneCannotBeShown)
         QString message;
     } cases[] = {
         {{}, 2, QStringLiteral("Pick one with: plvwidget --module NAME")},
-        {{QStringLiteral("--module"), QStringLiteral("Nope")}, 2, QStringLiteral("installed modules: Broken, CPU, GPU, MEM")},
+        {{QStringLiteral("--module"), QStringLiteral("Nope")}, 2, QStringLiteral("installed modules: Broken, BATTERY, BT, CPU, ")},
         {{QStringLiteral("--module"), QStringLiteral("broken")}, 1, QStringLiteral("cannot show module Broken")},
     };
     for (const Case &c : cases) {

@@ -169,7 +169,8 @@ bool copyTree(const QString &from, const QString &to)
     const QDir source(from);
     if (!source.exists() || !QDir().mkpath(to))
         return false;
-    QDirIterator it(from, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    // System: links whose target is not in the tree (git keeps no empty folders) are copied too.
+    QDirIterator it(from, QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
     while (it.hasNext()) {
         const QString path = it.next();
         const QString target = to + QLatin1Char('/') + source.relativeFilePath(path);
