@@ -26,7 +26,7 @@ fi
 [[ -x "$build/bin/plvmonitor" ]] || { echo "panel-screenshot: build plvmonitor first ($build/bin/plvmonitor)" >&2; exit 1; }
 
 work="$(mktemp -d /tmp/plv-panel.XXXXXX)"
-trap 'rm -rf "$work"' EXIT
+[[ -n "${PLV_KEEP_WORK:-}" ]] || trap 'rm -rf "$work"' EXIT  # PLV_KEEP_WORK=1 keeps the logs
 mkdir -p "$work/home/.config/waybar" "$work/runtime" "$work/group"
 chmod 700 "$work/runtime"
 
@@ -50,8 +50,8 @@ window#waybar { background: #ececec; color: #1d1d1f; border-bottom: 1px solid #c
 #clock { padding: 0 10px; }
 CSS
 cat > "$work/sway.conf" <<CONF
-output HEADLESS-1 resolution 1000x200 bg #f5f5f7 solid_color
-bar { swaybar_command waybar }
+output HEADLESS-1 resolution 1000x200
+exec waybar
 exec env QT_QPA_PLATFORM=offscreen PLV_GROUP_CONTAINER=$work/group $build/bin/plvmonitor
 exec sh -c 'sleep 12; grim -g "0,0 1000x30" $work/panel.png; busctl --user get-property org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.kde.StatusNotifierWatcher RegisteredStatusNotifierItems > $work/items.txt; swaymsg exit'
 CONF

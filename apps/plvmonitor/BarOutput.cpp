@@ -117,7 +117,8 @@ QString BarOutput::clickedModule(const QByteArray &eventLine)
 BarOutput::BarOutput(Protocol protocol, QObject *parent) : QObject(parent), m_protocol(protocol)
 {
     m_out = new QFile(this);
-    (void)m_out->open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    // Straight to the descriptor: a bar reads a pipe, where stdio would hold lines back.
+    (void)m_out->open(STDOUT_FILENO, QIODevice::WriteOnly | QIODevice::Unbuffered);
     const QByteArray head = header(protocol);
     if (!head.isEmpty())
         m_out->write(head);

@@ -28,9 +28,13 @@ int main(int argc, char **argv)
 {
     // The monitor runs under exactly QApplication (that is how the library tells
     // it from the widget host); without a display it uses the offscreen platform.
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    // With a display but without Qt's plugin for it (a bar's command on a
+    // compositor Qt cannot reach), it falls back to offscreen rather than abort:
+    // status items and bar output need no window.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        const bool display = !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+        qputenv("QT_QPA_PLATFORM", display ? "wayland;xcb;offscreen" : "offscreen");
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("plvmonitor"));
 

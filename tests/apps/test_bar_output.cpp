@@ -202,6 +202,17 @@ TEST(BarOutput, PlvmonitorSpeaksEachProtocolOnARealModule)
         EXPECT_TRUE(r.lines[0].contains("tick ")) << r.lines[0].toStdString();
     }
 
+    // A bar reads a pipe that stays open: each update must arrive as it happens.
+    QProcess live;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("PLV_PLUGINS_PATH"), QStringLiteral(PLV_TEST_BUNDLES_DIR));
+    live.setProcessEnvironment(env);
+    live.start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), {QStringLiteral("--bar"), QStringLiteral("waybar")});
+    EXPECT_TRUE(plvtest::waitUntil([&] { return live.canReadLine(); }, std::chrono::seconds(30)));
+    EXPECT_EQ(live.state(), QProcess::Running);
+    live.kill();
+    live.waitForFinished();
+
     const MonitorRun bad = plvmonitor({QStringLiteral("--bar"), QStringLiteral("lemonade")});
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_TRUE(bad.err.contains("--bar")) << bad.err.toStdString();
