@@ -89,7 +89,7 @@ std::optional<int> ModuleFace::percentageIn(const QString &text)
     return int(std::lround(std::clamp(value, 0.0, 100.0)));
 }
 
-QImage ModuleFace::render(QWidget *view, qreal scale, const QColor &textColor)
+QImage ModuleFace::render(QWidget *view, qreal scale, const QColor &textColor, const QColor &highlight)
 {
     if (!view || view->width() <= 0 || view->height() <= 0)
         return QImage();
@@ -103,6 +103,13 @@ QImage ModuleFace::render(QWidget *view, qreal scale, const QColor &textColor)
                  QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(scale);
     image.fill(Qt::transparent);
+    if (highlight.isValid()) {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(highlight);
+        painter.drawRoundedRect(QRectF(0, 0, view->width(), view->height()), 4, 4);
+    }
     view->render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
     return image;
 }

@@ -23,6 +23,7 @@ struct ModuleFace {
     static std::optional<int> percentageIn(const QString &text);
     // Newlines and other control characters as spaces, runs of spaces as one.
     static QString oneLine(const QString &text);
-    // The view drawn on a transparent image at the given scale, its text in `textColor`.
-    static QImage render(QWidget *view, qreal scale, const QColor &textColor);
+    // The view drawn at the given scale, its text in `textColor`, on a
+    // transparent image or on a rounded `highlight` (the item while its panel is open).
+    static QImage render(QWidget *view, qreal scale, const QColor &textColor, const QColor &highlight = QColor());
 };

@@ -19,12 +19,9 @@ SNIPixmap SNIPixmap::fromImage(const QImage &image)
     pixmap.width = argb.width();
     pixmap.height = argb.height();
     pixmap.argb.resize(qsizetype(argb.width()) * argb.height() * 4);
-    auto *out = reinterpret_cast<quint32 *>(pixmap.argb.data());
-    for (int y = 0; y < argb.height(); ++y) {
-        const auto *line = reinterpret_cast<const quint32 *>(argb.constScanLine(y));
-        for (int x = 0; x < argb.width(); ++x)
-            *out++ = qToBigEndian(line[x]);
-    }
+    char *out = pixmap.argb.data();
+    for (int y = 0; y < argb.height(); ++y, out += qsizetype(argb.width()) * 4)
+        qToBigEndian<quint32>(argb.constScanLine(y), argb.width(), out);
     return pixmap;
 }
 

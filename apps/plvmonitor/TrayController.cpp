@@ -10,6 +10,7 @@
 #include "PLVCommon/platform/PLVNotificationCenter.h"
 #include "PLVCommon/shared/UserDefaultsExtras.h"
 #include "PLVCommon/theme/PLVColor.h"
+#include "PLVCommon/theme/PLVPlatformColors.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -28,6 +29,8 @@ TrayController::TrayController(MonitorHost *host, QTextStream &err, QObject *par
     : QObject(parent), m_host(host), m_err(err)
 {
     m_color = new PLVColor(this);
+    m_highlighted = new PLVColor(this);
+    m_highlighted->setStatusItemBackgroundStyle(1);
 }
 
 TrayController::~TrayController()
@@ -90,11 +93,16 @@ void TrayController::refresh()
             continue;
         const ModuleFace face = ModuleFace::of(it.key(), controller);
         QWidget *view = controller->statusbarView();
-        const QColor textColor = m_color->statusLabelColor();
+        // An item whose panel is open takes the highlighted look, as a menu's title does.
+        const ModulePanel *panel = m_panels.value(it.key());
+        const bool open = panel && panel->isVisible();
+        const QColor textColor = open ? m_highlighted->statusLabelColor() : m_color->statusLabelColor();
+        const QColor highlight = open ? PLVPlatformColors::colorNamed(QStringLiteral("selectedMenuItemColor"), PLVPlatformColors::isDark())
+                                      : QColor();
         // Both scales: hosts pick the one nearest their icon size.
         QList<QImage> images;
         if (view)
-            images = {ModuleFace::render(view, 1, textColor), ModuleFace::render(view, 2, textColor)};
+            images = {ModuleFace::render(view, 1, textColor, highlight), ModuleFace::render(view, 2, textColor, highlight)};
         it.value()->setIcon(images);
         QStringList lines = face.tooltip.split(QLatin1Char('\n'));
         if (!lines.isEmpty())
@@ -114,6 +122,7 @@ void TrayController::togglePanel(const QString &identifier, const QPoint &at)
         connect(panel, &ModulePanel::openChanged, this, [this, identifier](bool open) {
             if (StatusNotifierItem *item = m_items.value(identifier))
                 item->setPanelOpen(open);
+            refresh();
         });
         m_panels.insert(identifier, panel);
     }

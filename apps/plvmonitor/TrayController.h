@@ -45,7 +45,8 @@ private:
     QStringList m_shown;
     QHash<QString, StatusNotifierItem *> m_items;
     QHash<QString, ModulePanel *> m_panels;
-    PLVColor *m_color = nullptr;
+    PLVColor *m_color = nullptr;       // the items' colours on the bar
+    PLVColor *m_highlighted = nullptr; // and while their panel is open
     QDBusServiceWatcher *m_watcher = nullptr;
     QPointer<QMenu> m_menu;
     bool m_saidNoTray = false;

@@ -91,7 +91,8 @@ QProcess *startMonitor(const QString &busAddress)
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     auto *p = new QProcess;
     p->setProcessEnvironment(env);
-    p->start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), {QStringLiteral("--interval"), QStringLiteral("0.1")});
+    // Slow enough that the test module's bar (one column per update) stays short of the item's 60 columns.
+    p->start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), {QStringLiteral("--interval"), QStringLiteral("0.3")});
     p->waitForStarted();
     return p;
 }
@@ -204,11 +205,19 @@ TEST(Tray, ItemsRegisterShowTheirValuesAndOpenTheirPanels)
     auto panelOpen = [&] {
         return property(watcher.connection, item, QStringLiteral("com.tallowcrest.plvmonitor.Item"), QStringLiteral("PanelOpen")).toBool();
     };
+    // While the panel is open the item is drawn highlighted: its empty end is filled.
+    auto lastColumnAlpha = [&] {
+        const QList<Pixmap> now = iconPixmap(watcher.connection, item);
+        return now.isEmpty() ? -1 : int(quint8(now[0].argb.at((11 * now[0].width + now[0].width - 2) * 4)));
+    };
     EXPECT_FALSE(panelOpen());
+    EXPECT_EQ(lastColumnAlpha(), 0);
     ASSERT_TRUE(activate());
     EXPECT_TRUE(plvtest::waitUntil(panelOpen));
+    EXPECT_TRUE(plvtest::waitUntil([&] { return lastColumnAlpha() == 255; }));
     ASSERT_TRUE(activate());
     EXPECT_TRUE(plvtest::waitUntil([&] { return !panelOpen(); }));
+    EXPECT_TRUE(plvtest::waitUntil([&] { return lastColumnAlpha() == 0; }));
     stop(monitor);
 }
 
