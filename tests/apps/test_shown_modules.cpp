@@ -1,11 +1,16 @@
 // Which modules the monitor shows, and in what order: kept in the group
 // settings, where another process (the widget host, a later run) reads it.
 #include "ShownModules.h"
+#include "TrayController.h"
 
 #include "PLVCommon/platform/PLVPlist.h"
 #include "support/PLVTest.h"
 
 #include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QTemporaryDir>
 
 namespace {
 const QString cpu = QStringLiteral("com.tallowcrest.plvCPU");
@@ -50,4 +55,21 @@ TEST(ShownModules, NamesAreIdentifiersOrShortNames)
     EXPECT_EQ(ShownModules::named({mem, QStringLiteral(" ") + cpu, mem, QStringLiteral("nope"), QString()}, loaded, &unknown),
               QStringList({mem, cpu}));
     EXPECT_EQ(unknown, QStringList({QStringLiteral("nope")}));
+}
+
+TEST(StartAtLogin, WritesTheAutostartEntryForThisProgramAndRemovesIt)
+{
+    QTemporaryDir config;
+    plvtest::ScopedEnv xdg("XDG_CONFIG_HOME", config.path().toUtf8());
+    const QString path = TrayController::autostartPath();
+    EXPECT_EQ(path, config.path() + QStringLiteral("/autostart/plvmonitor.desktop"));
+    ASSERT_TRUE(TrayController::setStartAtLogin(true));
+    const QString entry = QString::fromUtf8(plvtest::readFile(path));
+    EXPECT_TRUE(entry.startsWith(QStringLiteral("[Desktop Entry]"))) << entry.toStdString();
+    EXPECT_TRUE(entry.contains(QStringLiteral("Exec=\"") + QCoreApplication::applicationFilePath() + QStringLiteral("\"\n")))
+        << entry.toStdString();
+    EXPECT_EQ(entry.count(QStringLiteral("Exec=")), 1);
+    ASSERT_TRUE(TrayController::setStartAtLogin(false));
+    EXPECT_FALSE(QFileInfo::exists(path));
+    EXPECT_TRUE(TrayController::setStartAtLogin(false)) << "off when already off";
 }

@@ -17,6 +17,13 @@ grep -q "framework:.*$prefix/" <<<"$out" || { echo "installed plvmonitor does no
 grep -q "group container: $work/group" <<<"$out" || { echo "group container override ignored"; exit 1; }
 test -f "$prefix/share/PLVCommon/Contents/Info.plist"
 
+# Desktop integration: the menu entry, the icon in the XDG theme, and the
+# autostart entry that the menu's "Start at login" copies, naming the installed program.
+grep -q "^Exec=plvmonitor" "$prefix/share/applications/plvmonitor.desktop"
+grep -q "^Icon=plvmonitor" "$prefix/share/applications/plvmonitor.desktop"
+test -s "$prefix/share/icons/hicolor/scalable/apps/plvmonitor.svg"
+test -f "$prefix/share/PLVCommon/autostart/plvmonitor.desktop"
+
 # pkg-config describes the installed library.
 libdir=$(dirname "$(find "$prefix" -name 'libPLVCommon.so' | head -n1)")
 PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs PLVCommon | grep -q -- "-lPLVCommon"
