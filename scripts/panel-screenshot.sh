@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # A real panel without a display: a headless sway running waybar, with the
 # monitor's status items in waybar's tray and `plvmonitor --bar waybar` in a
-# custom module, photographed with grim for the README (docs/panel.png).
+# custom module, and swaybar at the bottom running `plvmonitor --bar i3bar`,
+# photographed with grim for the README (docs/panel.png, docs/panel-swaybar.png).
 # Run it when you change what the panel shows; it is not part of the tests.
 # Usage: scripts/panel-screenshot.sh [build dir, default build/dev] [output png]
 #
@@ -52,8 +53,13 @@ CSS
 cat > "$work/sway.conf" <<CONF
 output HEADLESS-1 resolution 1000x200
 exec waybar
+bar {
+  position bottom
+  font DejaVu Sans 10
+  status_command env QT_QPA_PLATFORM=offscreen PLV_GROUP_CONTAINER=$work/group $build/bin/plvmonitor --bar i3bar
+}
 exec env QT_QPA_PLATFORM=offscreen PLV_GROUP_CONTAINER=$work/group $build/bin/plvmonitor
-exec sh -c 'sleep 12; grim -g "0,0 1000x30" $work/panel.png; busctl --user get-property org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.kde.StatusNotifierWatcher RegisteredStatusNotifierItems > $work/items.txt; swaymsg exit'
+exec sh -c 'sleep 12; grim -g "0,0 1000x30" $work/panel.png; grim -g "0,170 1000x30" $work/swaybar.png; busctl --user get-property org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.kde.StatusNotifierWatcher RegisteredStatusNotifierItems > $work/items.txt; swaymsg exit'
 CONF
 
 runas=()
@@ -74,5 +80,6 @@ if [[ ! -s "$work/panel.png" ]]; then
 fi
 mkdir -p "$(dirname "$out")"
 cp "$work/panel.png" "$out"
+[[ ! -s "$work/swaybar.png" ]] || cp "$work/swaybar.png" "${out%.png}-swaybar.png"
 echo "registered: $(cat "$work/items.txt" 2>/dev/null)"
 echo "$out"
