@@ -53,7 +53,16 @@ void MonitorHost::moduleUpdated(const QString &bundleIdentifier)
         if (!m_reported.contains(id))
             return;
     m_reported.clear();
-    printLine();
+    if (m_options.printLines)
+        printLine();
+    emit updated();
+    if (m_options.ticks > 0 && ++m_lines >= m_options.ticks)
+        emit finished();
+}
+
+PLVGenericModuleController *MonitorHost::controller(const QString &bundleIdentifier) const
+{
+    return m_modules.value(bundleIdentifier).data();
 }
 
 namespace {
@@ -104,6 +113,4 @@ void MonitorHost::printLine()
     }
     m_out << QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss")) << "  " << modules.join(QStringLiteral(" | "))
           << Qt::endl;
-    if (m_options.ticks > 0 && ++m_lines >= m_options.ticks)
-        emit finished();
 }

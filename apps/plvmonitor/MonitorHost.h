@@ -10,15 +10,17 @@
 class PLVGenericModuleController;
 
 // The monitor's module host: sets every loaded module up as the application
-// does at start-up and, until the panel views exist, prints one line per tick
-// with each module's three-letter name and the values its model publishes.
+// does at start-up, and after each round of updates (every module updated
+// once) emits updated(); for scripts it prints one line per round with each
+// module's three-letter name and the values its model publishes.
 class MonitorHost : public QObject
 {
     Q_OBJECT
 public:
     struct Options {
         bool allValues = false; // every key, not only the texts
-        int ticks = 0;          // stop after this many lines (0: run on)
+        int ticks = 0;          // stop after this many rounds (0: run on)
+        bool printLines = true; // the key=value lines on the output
     };
 
     MonitorHost(const Options &options, QTextStream &out, QObject *parent = nullptr);
@@ -28,11 +30,14 @@ public:
     void addModule(PLVGenericModuleController *controller);
     void start();
     QStringList moduleIdentifiers() const { return m_order; }
+    PLVGenericModuleController *controller(const QString &bundleIdentifier) const;
 
     // One module's part of a line.
     static QString describe(const QString &shortName, const QVariantMap &values, bool allValues);
 
 signals:
+    // Every module has updated its views once more (main thread).
+    void updated();
     void finished();
 
 private:

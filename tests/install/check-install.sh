@@ -26,6 +26,13 @@ grep -q "^SystemdService=$helper.service$" "$prefix/share/dbus-1/system-services
 grep -q "^X-PLV-Bundle-Version=[0-9]\{8\}$" "$prefix/share/applications/com.tallowcrest.cobaltwingpluginsmanager3.desktop"
 test -f "$prefix/share/PLVCommon/Contents/Resources/plvhelper.html"
 
+# Desktop integration: the menu entry, the icon in the XDG theme, and the
+# autostart entry that the menu's "Start at login" copies, naming the installed program.
+grep -q "^Exec=plvmonitor" "$prefix/share/applications/plvmonitor.desktop"
+grep -q "^Icon=plvmonitor" "$prefix/share/applications/plvmonitor.desktop"
+test -s "$prefix/share/icons/hicolor/scalable/apps/plvmonitor.svg"
+test -f "$prefix/share/PLVCommon/autostart/plvmonitor.desktop"
+
 # pkg-config describes the installed library.
 libdir=$(dirname "$(find "$prefix" -name 'libPLVCommon.so' | head -n1)")
 PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs PLVCommon | grep -q -- "-lPLVCommon"

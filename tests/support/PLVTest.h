@@ -69,6 +69,7 @@ bool isThreadMisuse(const QString &message);
 // From now on, such a message fails the running test (on whichever thread it
 // comes); every message still goes to the previous handler.
 void failOnThreadMisuse();
+
 // A helper server (Xvfb, dbus-daemon) started for one test, which prints its
 // address on its first line of output; `address` stays empty when the program
 // is not installed or did not start. Terminated when destroyed.

@@ -21,8 +21,10 @@ public:
     void updateModel() override
     {
         const int n = ++m_updates;
+        // Hosts must cope with whatever a module writes: tests add text here.
+        static const QString extra = qEnvironmentVariable("PLV_TEST_MODULE_TEXT");
         modelData().insert({{QStringLiteral("tick"), n},
-                            {QStringLiteral("tickText"), PLVLoc(QStringLiteral("tick %1")).arg(n)},
+                            {QStringLiteral("tickText"), PLVLoc(QStringLiteral("tick %1")).arg(n) + extra},
                             {QStringLiteral("modelOnMainThread"), PLVDispatch::isMainThread()}});
     }
     int updates() const { return m_updates; }
