@@ -25,31 +25,7 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace {
-
-// A helper server (Xvfb, dbus-daemon) that prints its address on stdout.
-struct Server {
-    Server(const QString &program, const QStringList &args)
-    {
-        if (QStandardPaths::findExecutable(program).isEmpty())
-            return;
-        process.start(program, args);
-        if (process.waitForStarted(5000))
-            plvtest::waitUntil([this] { return process.canReadLine() || process.state() != QProcess::Running; });
-        address = QString::fromUtf8(process.readLine()).trimmed();
-    }
-    ~Server()
-    {
-        process.terminate(); // lets Xvfb remove its lock file and socket
-        if (!process.waitForFinished(3000))
-            process.kill();
-        process.waitForFinished(3000);
-    }
-    QProcess process;
-    QString address;
-};
-
-} // namespace
+using Server = plvtest::HelperServer;
 
 #if PLV_TEST_HAS_XCB
 
@@ -182,7 +158,7 @@ TEST(WindowActivation, DBusApplicationOfThePidIsActivated)
     // The application object's path is derived from the bus name, as GApplication does.
     EXPECT_EQ(PLVWindowActivation::objectPathForBusName(u"org.example.My-App"_s), u"/org/example/My_App"_s);
 
-    Server bus(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
+    plvtest::PrivateSessionBus bus;
     if (bus.address.isEmpty())
         GTEST_SKIP() << "dbus-daemon is not installed";
     // Set before this process first touches the session bus.

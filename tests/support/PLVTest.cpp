@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QHash>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -193,3 +194,27 @@ bool writeFile(const QString &path, const QByteArray &data)
 }
 
 } // namespace plvtest
+
+plvtest::HelperServer::HelperServer(const QString &program, const QStringList &args)
+{
+    if (QStandardPaths::findExecutable(program).isEmpty())
+        return;
+    process.start(program, args);
+    if (process.waitForStarted(5000))
+        waitUntil([this] { return process.canReadLine() || process.state() != QProcess::Running; });
+    address = QString::fromUtf8(process.readLine()).trimmed();
+}
+
+plvtest::HelperServer::~HelperServer()
+{
+    process.terminate(); // lets Xvfb remove its lock file and socket
+    if (!process.waitForFinished(3000))
+        process.kill();
+    process.waitForFinished(3000);
+}
+
+plvtest::PrivateSessionBus::PrivateSessionBus()
+    : HelperServer(QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")})
+{
+}

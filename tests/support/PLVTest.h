@@ -1,6 +1,7 @@
 #pragma once
 // Helpers shared by the test programs.
 #include <QByteArray>
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -68,6 +69,19 @@ bool isThreadMisuse(const QString &message);
 // From now on, such a message fails the running test (on whichever thread it
 // comes); every message still goes to the previous handler.
 void failOnThreadMisuse();
+// A helper server (Xvfb, dbus-daemon) started for one test, which prints its
+// address on its first line of output; `address` stays empty when the program
+// is not installed or did not start. Terminated when destroyed.
+struct HelperServer {
+    HelperServer(const QString &program, const QStringList &args);
+    ~HelperServer();
+    QProcess process;
+    QString address;
+};
+// A private session bus: dbus-daemon --session.
+struct PrivateSessionBus : HelperServer {
+    PrivateSessionBus();
+};
 
 QString fixturePath(const QString &relative);
 // Copies a folder tree (files and sub-folders); false when anything failed.
