@@ -12,7 +12,8 @@ trap 'rm -rf "$out"' EXIT
 QT_QPA_PLATFORM=offscreen "$build/bin/plvgallery" --font "DejaVu Sans" "$out" >/dev/null
 mkdir -p docs/gallery
 for picture in theme-roles-light@1x theme-roles-dark@1x widget-palette-light@1x widget-palette-dark@1x \
-               PLVTextPanelView-dark@2x PLVTextStatusbarView-light@2x; do
+               PLVTextPanelView-dark@2x PLVTextStatusbarView-light@2x HVColorWell-light@1x \
+               PLVSmallControls-dark@1x; do
   cp "$out/$picture.png" "docs/gallery/$picture.png"
 done
 ls -l docs/gallery
