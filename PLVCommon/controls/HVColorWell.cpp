@@ -20,6 +20,7 @@
 #include <QToolTip>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 PLV_REGISTER_CLASS(HVColorWell)
@@ -484,9 +485,17 @@ void HVColorWell::swatchClicked()
     popover->resize(grid->sizeHint());
     m_colorGridView = grid;
     m_popover = popover;
-    // Below the swatch, its left edge on the swatch's.
+    // Below the swatch, its left edge on the swatch's; above it, or pushed
+    // sideways, where the screen ends.
     const QRectF swatch = toQt(colorSwatchFrame());
-    popover->move(mapToGlobal(QPoint(int(swatch.left()), int(std::ceil(swatch.bottom())) + 2)));
+    QPoint origin = mapToGlobal(QPoint(int(swatch.left()), int(std::ceil(swatch.bottom())) + 2));
+    if (const QScreen *screen = this->screen()) {
+        const QRect avail = screen->availableGeometry();
+        if (origin.y() + popover->height() > avail.bottom())
+            origin.setY(mapToGlobal(QPoint(0, int(swatch.top()))).y() - 2 - popover->height());
+        origin.setX(std::clamp(origin.x(), avail.left(), std::max(avail.left(), avail.right() - popover->width())));
+    }
+    popover->move(origin);
     popover->show();
 }
 

@@ -25,7 +25,16 @@ void PLVTextField::awakeFromNib()
         setPlaceholderText(PLVLoc(placeholderText()));
 }
 
-PLVTextFieldCopy::PLVTextFieldCopy(QWidget *parent) : PLVTextField(parent) {}
+PLVTextFieldCopy::PLVTextFieldCopy(QWidget *parent) : PLVTextField(parent)
+{
+    // A label: read-only, drawn on its superview's background.
+    setReadOnly(true);
+    setFrame(false);
+    setFocusPolicy(Qt::NoFocus);
+    QPalette pal = palette();
+    pal.setColor(QPalette::Base, Qt::transparent);
+    setPalette(pal);
+}
 
 void PLVTextFieldCopy::awakeFromNib()
 {

@@ -133,8 +133,6 @@ PLV_GALLERY_VIEW("PLVSmallControls", QSizeF(330, 128), PLVGalleryPlace::Panel, [
 
     auto *copy = new PLVTextFieldCopy;
     copy->setText(QStringLiteral("Intel Core i7-8700 @ 3.20GHz"));
-    copy->setReadOnly(true);
-    copy->setFrame(false);
     copy->awakeFromNib();
     place(root, copy, 106, 78, 216);
 

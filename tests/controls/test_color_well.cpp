@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QColorDialog>
+#include <QDrag>
 #include <QMimeData>
 #include <QScreen>
 #include <QTest>
@@ -353,5 +354,38 @@ TEST(HVColorWell, AcceptsAColourDroppedFromAnotherApplication)
     }
 }
 
+
+TEST(HVColorWell, DraggingTheSwatchOffersItsColourForCopyOrMoveInsteadOfOpeningThePopover)
+{
+    Fixture f;
+    f.well->setColor(QColor(12, 34, 56));
+    QTest::mousePress(f.well, Qt::LeftButton, {}, f.swatch());
+    // The offscreen platform ends every drag at once; the drag object stays until the event loop runs.
+    QTest::mouseMove(f.well, f.swatch() + QPoint(QApplication::startDragDistance() + 4, 0));
+    QDrag *drag = f.well->findChild<QDrag *>();
+    ASSERT_TRUE(drag);
+    EXPECT_EQ(qvariant_cast<QColor>(drag->mimeData()->colorData()), QColor(12, 34, 56));
+    EXPECT_EQ(drag->supportedActions(), Qt::CopyAction | Qt::MoveAction);
+    QTest::mouseRelease(f.well, Qt::LeftButton, {}, f.swatch() + QPoint(QApplication::startDragDistance() + 4, 0));
+    EXPECT_FALSE(f.well->isPopoverShown());
+    EXPECT_EQ(f.target.calls, 1) << "only the setColor above";
+}
+
+TEST(HVColorWell, PopoverOpensBelowTheSwatchOrAboveItAtTheScreensBottom)
+{
+    Fixture f;
+    f.openGrid();
+    const QRect wellOnScreen(f.well->mapToGlobal(QPoint(0, 0)), f.well->size());
+    EXPECT_GE(f.well->popover()->geometry().top(), wellOnScreen.bottom());
+    f.well->popover()->close();
+
+    const QRect avail = f.window.screen()->availableGeometry();
+    f.window.move(avail.left() + 10, avail.bottom() - 60);
+    QTest::qWait(10);
+    f.openGrid();
+    const QRect low(f.well->mapToGlobal(QPoint(0, 0)), f.well->size());
+    EXPECT_LE(f.well->popover()->geometry().bottom(), low.top()) << "above";
+    EXPECT_LE(f.well->popover()->geometry().bottom(), avail.bottom());
+}
 
 #include "test_color_well.moc"

@@ -1,6 +1,7 @@
 // The small controls: titles localised from an interface file with the table
 // of each class's own bundle, the copy-only label with the real clipboard and
 // real mouse events, the unit label, and the selector's tinted arrow in pixels.
+#include "PLVCommon/controls/HVColorWell.h"
 #include "PLVCommon/controls/PLVButton.h"
 #include "PLVCommon/controls/PLVSelectorButton.h"
 #include "PLVCommon/controls/PLVTextField.h"
@@ -58,6 +59,7 @@ const char *const kInterface = R"(<?xml version="1.0" encoding="UTF-8"?>
   </widget>
   <widget class="PLVTextField" name="plain"><property name="text"><string>No such key</string></property></widget>
   <widget class="PLVTextFieldCopy" name="copyField"><property name="text"><string>Copy</string></property></widget>
+  <widget class="HVColorWell" name="well"><property name="sizeType"><number>1</number></property></widget>
  </widget>
 </ui>
 )";
@@ -115,6 +117,12 @@ TEST(SmallControls, InterfaceFileTitlesAreLocalisedOnceLoaded)
     EXPECT_EQ(copyField->menuCopy()->title(), QStringLiteral("copy"));
     ASSERT_EQ(copyField->menuCopy()->actions().size(), 1);
     EXPECT_EQ(copyField->menuCopy()->actions().first()->text(), copier);
+
+    auto *well = pane->findChild<HVColorWell *>(QStringLiteral("well"));
+    ASSERT_TRUE(well);
+    EXPECT_EQ(well->sizeType(), 1);
+    EXPECT_EQ(well->color(), QColor::fromRgbF(1, 1, 1, 1)) << "white until set";
+    EXPECT_EQ(well->size(), well->sizeHint()) << "the small well's own size";
 }
 
 TEST(SmallControls, AModulesOwnControlTranslatesWithItsBundlesTable)
