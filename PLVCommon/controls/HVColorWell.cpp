@@ -57,8 +57,6 @@ QPointer<HVColorWell> &panelOwner()
     return owner;
 }
 
-QString wellText(const char *key) { return PLVLocalizedStringForClass(&HVColorWell::staticMetaObject, QString::fromUtf8(key)); }
-
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -452,10 +450,13 @@ bool HVColorWell::event(QEvent *event)
     if (event->type() == QEvent::ToolTip) {
         auto *help = static_cast<QHelpEvent *>(event);
         const QPointF p = fromQt(help->pos());
+        QString tip;
         if (colorSwatchFrame().contains(p))
-            QToolTip::showText(help->globalPos(), wellText("Click to choose a colour."), this);
+            tip = QStringLiteral("Click to choose a colour.");
         else if (buttonFrame().contains(p))
-            QToolTip::showText(help->globalPos(), wellText("Click to show more colours or show your own."), this);
+            tip = QStringLiteral("Click to show more colours or show your own.");
+        if (!tip.isEmpty())
+            QToolTip::showText(help->globalPos(), PLVLocalizedStringForClass(metaObject(), tip), this);
         else
             QToolTip::hideText();
         return true;

@@ -10,6 +10,8 @@
 #include <QApplication>
 #include <QColorDialog>
 #include <QDrag>
+#include <QHelpEvent>
+#include <QToolTip>
 #include <QMimeData>
 #include <QScreen>
 #include <QTest>
@@ -386,6 +388,21 @@ TEST(HVColorWell, PopoverOpensBelowTheSwatchOrAboveItAtTheScreensBottom)
     const QRect low(f.well->mapToGlobal(QPoint(0, 0)), f.well->size());
     EXPECT_LE(f.well->popover()->geometry().bottom(), low.top()) << "above";
     EXPECT_LE(f.well->popover()->geometry().bottom(), avail.bottom());
+}
+
+TEST(HVColorWell, TooltipsSayWhatSwatchAndButtonDoInTheUsersLanguage)
+{
+    Fixture f;
+    const QLocale saved;
+    QLocale::setDefault(QLocale(QStringLiteral("fr_FR")));
+    for (const auto &[point, text] : {std::pair{f.swatch(), "Cliquez pour choisir une couleur."},
+                                      std::pair{f.button(), "Cliquez pour afficher plus de couleurs ou les vôtres."}}) {
+        QHelpEvent help(QEvent::ToolTip, point, f.well->mapToGlobal(point));
+        QApplication::sendEvent(f.well, &help);
+        EXPECT_EQ(QToolTip::text(), QString::fromUtf8(text));
+    }
+    QLocale::setDefault(saved);
+    QToolTip::hideText();
 }
 
 #include "test_color_well.moc"
