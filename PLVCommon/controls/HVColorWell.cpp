@@ -12,6 +12,7 @@
 #include <QDrag>
 #include <QGuiApplication>
 #include <QHelpEvent>
+#include <QKeyEvent>
 #include <QMetaMethod>
 #include <QMimeData>
 #include <QMouseEvent>
@@ -498,6 +499,7 @@ void HVColorWell::swatchClicked()
     }
     popover->move(origin);
     popover->show();
+    grid->setFocus(Qt::PopupFocusReason);
 }
 
 void HVColorWell::closePopover()
@@ -618,6 +620,7 @@ void HVColorWell::dropEvent(QDropEvent *event)
 HVColorGridView::HVColorGridView(QWidget *parent) : PLVView(parent), cellBorderColor(darkGray())
 {
     setMouseTracking(true);
+    setFocusPolicy(Qt::StrongFocus);
 }
 
 void HVColorGridView::setColorWell(HVColorWell *well)
@@ -689,16 +692,54 @@ void HVColorGridView::drawRect(QPainter &painter, const QRectF &)
             if (const QColor color = colorAt(c, r); color.isValid())
                 HVColorWell::drawColorSwatchWithFrame(painter, frameForCell(c, r), color, true);
 
-    if (m_shouldDrawSelectorRing && m_mouseIsDown && m_downColumn != NotFound && m_downRow != NotFound) {
-        const QRectF cell = frameForCell(m_downColumn, m_downRow);
-        painter.setPen(QPen(darkGray(), cellBorderLinewidth));
-        painter.setBrush(Qt::white);
-        painter.drawRect(cell.adjusted(-3, -3, 3, 3));
-        const QColor color = colorAt(m_downColumn, m_downRow);
-        painter.setPen(QPen(lightGray(), cellBorderLinewidth));
-        painter.setBrush(color.isValid() ? color : QColor(Qt::white));
-        painter.drawRect(cell.adjusted(1, 1, -1, -1));
+    if (m_shouldDrawSelectorRing && m_mouseIsDown && m_downColumn != NotFound && m_downRow != NotFound)
+        drawSelector(painter, m_downColumn, m_downRow);
+    else if (!m_mouseIsDown && m_keyColumn != NotFound && m_keyRow != NotFound)
+        drawSelector(painter, m_keyColumn, m_keyRow);
+}
+
+void HVColorGridView::drawSelector(QPainter &painter, quint64 column, quint64 row)
+{
+    const QRectF cell = frameForCell(column, row);
+    painter.setPen(QPen(darkGray(), cellBorderLinewidth));
+    painter.setBrush(Qt::white);
+    painter.drawRect(cell.adjusted(-3, -3, 3, 3));
+    const QColor color = colorAt(column, row);
+    painter.setPen(QPen(lightGray(), cellBorderLinewidth));
+    painter.setBrush(color.isValid() ? color : QColor(Qt::white));
+    painter.drawRect(cell.adjusted(1, 1, -1, -1));
+}
+
+void HVColorGridView::keyPressEvent(QKeyEvent *event)
+{
+    // The keyboard's way through the presets: arrows move, Return or Space chooses.
+    const quint64 columns = numberOfColumns(), rows = numberOfRows();
+    if (columns == 0 || rows == 0) {
+        PLVView::keyPressEvent(event);
+        return;
     }
+    const bool placed = m_keyColumn != NotFound && m_keyRow != NotFound;
+    quint64 c = placed ? m_keyColumn : 0, r = placed ? m_keyRow : 0;
+    switch (event->key()) {
+    case Qt::Key_Left: c = placed && c > 0 ? c - 1 : c; break;
+    case Qt::Key_Right: c = placed && c + 1 < columns ? c + 1 : c; break;
+    case Qt::Key_Up: r = placed && r > 0 ? r - 1 : r; break;
+    case Qt::Key_Down: r = placed && r + 1 < rows ? r + 1 : r; break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Space:
+        if (placed && m_colorWell) {
+            if (const QColor color = colorAt(c, r); color.isValid())
+                m_colorWell->setColor(color);
+        }
+        return;
+    default:
+        PLVView::keyPressEvent(event);
+        return;
+    }
+    m_keyColumn = c;
+    m_keyRow = r;
+    update();
 }
 
 void HVColorGridView::resetMouse()

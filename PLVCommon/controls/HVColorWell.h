@@ -202,15 +202,21 @@ public:
     QSizeF intrinsicContentSize() const;
     QSize sizeHint() const override;
 
+    // The cell the arrow keys stand on (NotFound until a key is pressed).
+    quint64 keyboardColumn() const { return m_keyColumn; }
+    quint64 keyboardRow() const { return m_keyRow; }
+
 protected:
     void drawRect(QPainter &painter, const QRectF &dirtyRect) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     QColor colorAt(quint64 column, quint64 row) const;
     void resetMouse();
+    void drawSelector(QPainter &painter, quint64 column, quint64 row);
 
     QPointer<HVColorWell> m_colorWell;
     bool m_shouldDrawSelectorRing = false;
@@ -218,5 +224,7 @@ private:
     quint64 m_downRow = NotFound;
     bool m_mouseIsDown = false;
     bool m_draggedOutside = false;
+    quint64 m_keyColumn = NotFound;
+    quint64 m_keyRow = NotFound;
     QList<QColor> m_colors;
 };

@@ -265,6 +265,24 @@ TEST(HVColorGridView, ReleasingAnywhereButThePressedCellChoosesNothing)
     EXPECT_TRUE(near(f.well->color(), Qt::black));
 }
 
+TEST(HVColorGridView, ArrowKeysWalkTheCellsAndReturnChoosesOne)
+{
+    Fixture f;
+    HVColorGridView *grid = f.openGrid();
+    ASSERT_TRUE(grid);
+    for (const Qt::Key key : {Qt::Key_Right, Qt::Key_Right, Qt::Key_Down, Qt::Key_Left, Qt::Key_Up, Qt::Key_Up,
+                              Qt::Key_Down})
+        QTest::keyClick(grid, key);
+    // The first key lands on (0,0): then right, down, left, up (and up at the edge stays), down.
+    EXPECT_EQ(grid->keyboardColumn(), 0u);
+    EXPECT_EQ(grid->keyboardRow(), 1u);
+    EXPECT_EQ(f.target.calls, 0);
+    QTest::keyClick(grid, Qt::Key_Return);
+    EXPECT_EQ(f.well->color(), HVColorGridViewDefaultDelegate().colorAtColumn(0, 1));
+    EXPECT_EQ(f.target.calls, 1);
+    EXPECT_FALSE(f.well->isPopoverShown());
+}
+
 TEST(HVColorGridView, AnEmptyCellCannotBeChosen)
 {
     Fixture f;
