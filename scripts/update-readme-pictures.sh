@@ -14,7 +14,8 @@ mkdir -p docs/gallery
 for picture in theme-roles-light@1x theme-roles-dark@1x widget-palette-light@1x widget-palette-dark@1x \
                PLVTextPanelView-dark@2x PLVTextStatusbarView-light@2x \
                PLVMenuBarText-light@2x PLVMenuBarText-dark@2x \
-               PLVMenubarIndicatorsView-light@2x PLVMenubarIndicatorsView-dark@2x; do
+               PLVMenubarIndicatorsView-light@2x PLVMenubarIndicatorsView-dark@2x \
+               HVColorWell-light@1x PLVSmallControls-dark@1x; do
   cp "$out/$picture.png" "docs/gallery/$picture.png"
 done
 ls -l docs/gallery

@@ -87,5 +87,17 @@
         <source>Show Expanded View</source>
         <translation>Afficher la vue détaillée</translation>
     </message>
+    <message>
+        <source>Copy</source>
+        <translation>Copier</translation>
+    </message>
+    <message>
+        <source>Click to choose a colour.</source>
+        <translation>Cliquez pour choisir une couleur.</translation>
+    </message>
+    <message>
+        <source>Click to show more colours or show your own.</source>
+        <translation>Cliquez pour afficher plus de couleurs ou les vôtres.</translation>
+    </message>
 </context>
 </TS>
