@@ -17,7 +17,7 @@ QFont menuBarFont(float size, double weight = PLVColor::NSFontWeightRegular)
 }
 } // namespace
 
-PLVMenuBarText::PLVMenuBarText(QWidget *parent) : PLVTextField(parent)
+PLVMenuBarText::PLVMenuBarText(QWidget *parent) : PLVLabelView(parent)
 {
     setTextFont(menuBarFont(12));
     setAlignment(Qt::AlignCenter);
@@ -89,7 +89,7 @@ void PLVMenuBarDoubleText::awakeFromNib()
 {
     const qreal half = height() / 2.0;
     auto make = [&](qreal y) {
-        auto *field = new PLVTextField;
+        auto *field = new PLVLabelView;
         field->setTextFont(menuBarFont(9, PLVColor::NSFontWeightMedium));
         field->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         field->setFrame(QRectF(0, y, width(), half));
@@ -134,7 +134,7 @@ void PLVModuleNameStatusBarView::awakeFromNib()
         // 14 x 11 each, overlapping: the column is 23 points tall.
         const QFont font = menuBarFont(7, 0.4);
         auto make = [&](qreal y) {
-            auto *label = new PLVTextField;
+            auto *label = new PLVLabelView;
             label->setFrame(QRectF(0, y, 14, 11));
             label->setTextFont(font);
             label->setDrawsBackground(false);
@@ -166,13 +166,13 @@ void PLVModuleNameStatusBarView::setColorObject(QObject *object)
     m_colorObject = object;
     if (!object || !m_letterTop || !m_letterMiddle || !m_letterBottom)
         return;
-    for (PLVTextField *label : {m_letterTop.data(), m_letterMiddle.data(), m_letterBottom.data()})
+    for (PLVLabelView *label : {m_letterTop.data(), m_letterMiddle.data(), m_letterBottom.data()})
         PLVBinding::bind(label, "textColor", object, QStringLiteral("statusLabelColor"));
 }
 
 void PLVModuleNameStatusBarView::unbindLetters()
 {
-    for (PLVTextField *label : {m_letterTop.data(), m_letterMiddle.data(), m_letterBottom.data()})
+    for (PLVLabelView *label : {m_letterTop.data(), m_letterMiddle.data(), m_letterBottom.data()})
         if (label)
             PLVBinding::unbind(label, "textColor");
 }

@@ -2,12 +2,12 @@
 // The texts of a status item: a value label that takes one of a few fixed
 // widths by the kind of value it shows, two stacked labels (upload above
 // download), and the module's three-letter name as a narrow column.
-#include "PLVCommon/menubar/PLVTextField.h"
+#include "PLVCommon/menubar/PLVLabelView.h"
 
 #include <QPointer>
 
 // A value label. `textUnitType` picks the width rule (0-5), applied at the next text.
-class PLVMenuBarText : public PLVTextField
+class PLVMenuBarText : public PLVLabelView
 {
     Q_OBJECT
     Q_PROPERTY(QString textString READ textString WRITE setTextString)
@@ -36,8 +36,8 @@ private:
 class PLVMenuBarDoubleText : public PLVView
 {
     Q_OBJECT
-    Q_PROPERTY(PLVTextField *textFieldUp READ textFieldUp WRITE setTextFieldUp)
-    Q_PROPERTY(PLVTextField *textFieldDown READ textFieldDown WRITE setTextFieldDown)
+    Q_PROPERTY(PLVLabelView *textFieldUp READ textFieldUp WRITE setTextFieldUp)
+    Q_PROPERTY(PLVLabelView *textFieldDown READ textFieldDown WRITE setTextFieldDown)
     Q_PROPERTY(QString textStringUp READ textStringUp WRITE setTextStringUp)
     Q_PROPERTY(QString textStringDown READ textStringDown WRITE setTextStringDown)
     Q_PROPERTY(qint64 textUnitType READ textUnitType WRITE setTextUnitType)
@@ -47,10 +47,10 @@ public:
     // Labels an interface file did not connect are made here: each half of the view.
     void awakeFromNib() override;
 
-    PLVTextField *textFieldUp() const { return m_textFieldUp; }
-    void setTextFieldUp(PLVTextField *field) { m_textFieldUp = field; }
-    PLVTextField *textFieldDown() const { return m_textFieldDown; }
-    void setTextFieldDown(PLVTextField *field) { m_textFieldDown = field; }
+    PLVLabelView *textFieldUp() const { return m_textFieldUp; }
+    void setTextFieldUp(PLVLabelView *field) { m_textFieldUp = field; }
+    PLVLabelView *textFieldDown() const { return m_textFieldDown; }
+    void setTextFieldDown(PLVLabelView *field) { m_textFieldDown = field; }
     QString textStringUp() const { return m_textStringUp; }
     void setTextStringUp(const QString &text);
     QString textStringDown() const { return m_textStringDown; }
@@ -59,8 +59,8 @@ public:
     void setTextUnitType(qint64 type) { m_textUnitType = type; }
 
 private:
-    QPointer<PLVTextField> m_textFieldUp;
-    QPointer<PLVTextField> m_textFieldDown;
+    QPointer<PLVLabelView> m_textFieldUp;
+    QPointer<PLVLabelView> m_textFieldDown;
     QString m_textStringUp;
     QString m_textStringDown;
     qint64 m_textUnitType = 0;
@@ -86,16 +86,16 @@ public:
     // Binds each letter's colour to the object's "statusLabelColor" once the letters exist.
     void setColorObject(QObject *object);
 
-    PLVTextField *letterTop() const { return m_letterTop; }
-    PLVTextField *letterMiddle() const { return m_letterMiddle; }
-    PLVTextField *letterBottom() const { return m_letterBottom; }
+    PLVLabelView *letterTop() const { return m_letterTop; }
+    PLVLabelView *letterMiddle() const { return m_letterMiddle; }
+    PLVLabelView *letterBottom() const { return m_letterBottom; }
 
 private:
     void unbindLetters();
 
     QString m_threeLetterName;
     QPointer<QObject> m_colorObject;
-    QPointer<PLVTextField> m_letterTop;
-    QPointer<PLVTextField> m_letterMiddle;
-    QPointer<PLVTextField> m_letterBottom;
+    QPointer<PLVLabelView> m_letterTop;
+    QPointer<PLVLabelView> m_letterMiddle;
+    QPointer<PLVLabelView> m_letterBottom;
 };

@@ -1,12 +1,13 @@
 #pragma once
-// A one-line label: its text, font, colour and alignment, drawn inside an
-// inset of 2 points on each side. Transparent unless told to draw a background.
+// A one-line label drawn as a view (the status items' texts; the editable
+// control is PLVTextField): its text, font, colour and alignment, drawn inside
+// an inset of 2 points on each side. Transparent unless told to draw a background.
 #include "PLVCommon/platform/PLVView.h"
 
 #include <QColor>
 #include <QFont>
 
-class PLVTextField : public PLVView
+class PLVLabelView : public PLVView
 {
     Q_OBJECT
     Q_PROPERTY(QString stringValue READ stringValue WRITE setStringValue)
@@ -16,7 +17,7 @@ class PLVTextField : public PLVView
     Q_PROPERTY(bool drawsBackground READ drawsBackground WRITE setDrawsBackground)
     Q_PROPERTY(QColor backgroundColor READ backgroundColor WRITE setBackgroundColor)
 public:
-    Q_INVOKABLE explicit PLVTextField(QWidget *parent = nullptr);
+    Q_INVOKABLE explicit PLVLabelView(QWidget *parent = nullptr);
 
     QString stringValue() const { return m_stringValue; }
     void setStringValue(const QString &text);

@@ -1,4 +1,4 @@
-#include "PLVTextField.h"
+#include "PLVLabelView.h"
 
 #include "PLVCommon/platform/PLVClassRegistry.h"
 
@@ -7,11 +7,11 @@
 
 #include <cmath>
 
-PLV_REGISTER_CLASS(PLVTextField)
+PLV_REGISTER_CLASS(PLVLabelView)
 
-PLVTextField::PLVTextField(QWidget *parent) : PLVView(parent), m_font(font()) {}
+PLVLabelView::PLVLabelView(QWidget *parent) : PLVView(parent), m_font(font()) {}
 
-void PLVTextField::setStringValue(const QString &text)
+void PLVLabelView::setStringValue(const QString &text)
 {
     if (text == m_stringValue)
         return;
@@ -19,49 +19,49 @@ void PLVTextField::setStringValue(const QString &text)
     setNeedsDisplay();
 }
 
-void PLVTextField::setTextFont(const QFont &font)
+void PLVLabelView::setTextFont(const QFont &font)
 {
     m_font = font;
     setNeedsDisplay();
 }
 
-void PLVTextField::setTextColor(const QColor &color)
+void PLVLabelView::setTextColor(const QColor &color)
 {
     m_textColor = color;
     setNeedsDisplay();
 }
 
-void PLVTextField::setAlignment(Qt::Alignment alignment)
+void PLVLabelView::setAlignment(Qt::Alignment alignment)
 {
     m_alignment = alignment;
     setNeedsDisplay();
 }
 
-void PLVTextField::setDrawsBackground(bool draws)
+void PLVLabelView::setDrawsBackground(bool draws)
 {
     m_drawsBackground = draws;
     setNeedsDisplay();
 }
 
-void PLVTextField::setBackgroundColor(const QColor &color)
+void PLVLabelView::setBackgroundColor(const QColor &color)
 {
     m_backgroundColor = color;
     setNeedsDisplay();
 }
 
-qreal PLVTextField::textWidth() const
+qreal PLVLabelView::textWidth() const
 {
     return m_stringValue.isEmpty() ? 0 : PLVView::sizeOfString(m_stringValue, m_font).width();
 }
 
-QSizeF PLVTextField::fittingSize(const QSizeF &bound) const
+QSizeF PLVLabelView::fittingSize(const QSizeF &bound) const
 {
     const qreal w = std::ceil(textWidth()) + 2 * inset;
     const qreal h = std::ceil(QFontMetricsF(m_font).height());
     return QSizeF(std::min(w, bound.width()), std::min(h, bound.height()));
 }
 
-void PLVTextField::drawRect(QPainter &painter, const QRectF &)
+void PLVLabelView::drawRect(QPainter &painter, const QRectF &)
 {
     if (m_drawsBackground && m_backgroundColor.isValid())
         painter.fillRect(bounds(), m_backgroundColor);
