@@ -194,20 +194,25 @@ void PLVGaugeview::updateGaugePie(QPainter &painter)
 
 void PLVGaugeview::updateGaugeRing(QPainter &painter)
 {
+    // The 3-point stroke of radius 6.5 is the annulus between radii 5 and 8,
+    // with flat ends along the radii; filled as such it costs a fraction of a
+    // stroke.
     const double a = double(90.0f - (shownPercent() / 100.0f) * 360.0f);
     const QPointF centre(8, 11);
-    const double r = 6.5;
+    const QRectF outer(0, 3, 16, 16), inner(3, 6, 10, 10);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(m_outerColor, 3.0, Qt::SolidLine, Qt::FlatCap));
-    painter.drawEllipse(centre, r, r);
+    QPainterPath track;
+    track.addEllipse(outer);
+    track.addEllipse(inner); // odd-even: the hole
+    painter.fillPath(track, m_outerColor);
     if (a >= 90)
         return;
     QPainterPath arc;
-    arc.arcMoveTo(QRectF(centre.x() - r, centre.y() - r, 2 * r, 2 * r), -a);
-    arcCCW(arc, centre, r, a, 90);
-    painter.setPen(QPen(m_innerColor, 3.0, Qt::SolidLine, Qt::FlatCap));
-    painter.drawPath(arc);
+    arc.arcMoveTo(outer, -a);
+    arcCCW(arc, centre, 8, a, 90);
+    arc.arcTo(inner, -90, 90 - a); // back along the inner edge, clockwise
+    arc.closeSubpath();
+    painter.fillPath(arc, m_innerColor);
 }
 
 void PLVGaugeview::updateGaugeGraph(QPainter &painter)

@@ -162,26 +162,45 @@ double PLVBatteryBar::fillWidth() const
 
 QColor PLVBatteryBar::fillColor() const { return m_progressValue < 11.0f && m_isProgressHasAlertColor ? systemRed() : m_innerColor; }
 
+namespace {
+
+// The battery's fixed shapes, built once.
+const QPainterPath &batteryTerminal()
+{
+    static const QPainterPath path = [] {
+        QPainterPath p(QPointF(18, 3));
+        p.cubicTo(QPointF(18.83, 3), QPointF(19.5, 3.9), QPointF(19.5, 5));
+        p.cubicTo(QPointF(19.5, 6.1), QPointF(18.83, 7), QPointF(18, 7));
+        p.cubicTo(QPointF(18, 6.5), QPointF(18, 6.1), QPointF(18, 5));
+        p.cubicTo(QPointF(18, 3.9), QPointF(18, 3.9), QPointF(18, 3));
+        p.closeSubpath();
+        return p;
+    }();
+    return path;
+}
+
+// The 1-point outline of the rounded rectangle (0.5, 0.5, 16, 9), radius 2, as
+// the area between its two offsets: the same pixels as the stroke, filled.
+const QPainterPath &batteryBody()
+{
+    static const QPainterPath path = [] {
+        QPainterPath p;
+        p.addRoundedRect(QRectF(0, 0, 17, 10), 2.5, 2.5);
+        p.addRoundedRect(QRectF(1, 1, 15, 8), 1.5, 1.5); // odd-even: the inside
+        return p;
+    }();
+    return path;
+}
+
+} // namespace
+
 void PLVBatteryBar::drawRect(QPainter &painter, const QRectF &dirtyRect)
 {
     PLVView::drawRect(painter, dirtyRect);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-
-    QPainterPath terminal(QPointF(18, 3));
-    terminal.cubicTo(QPointF(18.83, 3), QPointF(19.5, 3.9), QPointF(19.5, 5));
-    terminal.cubicTo(QPointF(19.5, 6.1), QPointF(18.83, 7), QPointF(18, 7));
-    terminal.cubicTo(QPointF(18, 6.5), QPointF(18, 6.1), QPointF(18, 5));
-    terminal.cubicTo(QPointF(18, 3.9), QPointF(18, 3.9), QPointF(18, 3));
-    terminal.closeSubpath();
-    painter.fillPath(terminal, m_borderColor);
-
-    QPen pen(m_borderColor, 1.0);
-    pen.setMiterLimit(4.0);
-    painter.setPen(pen);
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(QRectF(0.5, 0.5, 16, 9), 2.0, 2.0);
-
+    painter.fillPath(batteryTerminal(), m_borderColor);
+    painter.fillPath(batteryBody(), m_borderColor);
     const double w = fillWidth();
     if (w > 0) {
         QPainterPath fill;
