@@ -223,9 +223,10 @@ TEST(Modules, EveryKeyThePanelsReadIsPublished)
         SCOPED_TRACE(c.module);
         Controller module = loadModule(QLatin1String(c.module));
         ASSERT_NE(module, nullptr);
-        if (c.root)
+        if (c.root) {
             ASSERT_TRUE(QMetaObject::invokeMethod(module->modulemodelobj(), "setSystemRoot",
                                                   Q_ARG(QString, plvtest::fixturePath(QLatin1String(c.root)))));
+        }
         updateOffMainThread(module); // shares are deltas: two samples
         QThread::msleep(50);
         updateOffMainThread(module);
