@@ -4,6 +4,8 @@
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 
+#include <QLabel>
+
 PLV_REGISTER_CLASS(PLVForwardingViewController)
 
 PLVForwardingViewController::PLVForwardingViewController(QObject *parent) : PLVGenericViewController(parent) {}
@@ -25,6 +27,8 @@ void PLVForwardingViewController::awakeFromNib()
             text->title = moduleLoc(text->title);
             for (QString &label : text->textLabels)
                 label = moduleLoc(label);
+        } else if (auto *label = qobject_cast<QLabel *>(w)) {
+            label->setText(moduleLoc(label->text())); // the captions of graphs and bars
         }
     }
 }

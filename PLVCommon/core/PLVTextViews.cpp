@@ -1,6 +1,8 @@
 #include "PLVTextViews.h"
 
+#include "PLVCommon/core/PLVModelDataFeed.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
+#include "PLVCommon/theme/PLVColor.h"
 
 #include <QApplication>
 #include <QPainter>
@@ -64,11 +66,20 @@ void PLVTextStatusbarView::drawRect(QPainter &painter, const QRectF &)
     text.draw(painter, bounds(), palette().color(QPalette::WindowText));
 }
 
-PLVTextPanelView::PLVTextPanelView(QWidget *parent) : PLVGenericStatusbarCompactExpandedView(parent) {}
+// The theme object is made with the view, so that it follows the same
+// appearance notifications as the panel's other views from the start.
+PLVTextPanelView::PLVTextPanelView(QWidget *parent)
+    : PLVGenericStatusbarCompactExpandedView(parent)
+    , m_theme(new PLVColor(this))
+{
+}
+
+QObject *PLVTextPanelView::theme() { return m_theme; }
 
 void PLVTextPanelView::updateView()
 {
     text.update(modelData());
+    PLVModelDataFeed::feed(this, modelData().snapshot(), theme());
     setNeedsDisplay();
 }
 

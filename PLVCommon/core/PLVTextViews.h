@@ -62,7 +62,12 @@ public:
     void clearView() override { text.lines.clear(); }
 
     PLVTextLines text;
+    // The colours of the graphs, gauges and bars inside the panel.
+    QObject *theme();
 
 protected:
     void drawRect(QPainter &painter, const QRectF &dirtyRect) override;
+
+private:
+    QObject *m_theme = nullptr;
 };

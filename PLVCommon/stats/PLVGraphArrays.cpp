@@ -1,5 +1,7 @@
 #include "PLVGraphArrays.h"
 
+#include <algorithm>
+
 #include "PLVCommon/platform/PLVClassRegistry.h"
 
 PLV_REGISTER_CLASS(PLVGraphArrays)
@@ -66,6 +68,25 @@ QVariantList PLVGraphArrays::valuesToPublish() const
     for (qint64 k = 0; k < m_maxSizeVar; ++k)
         values << float(pointArray[k].y());
     return values;
+}
+
+void PLVGraphArrays::loadPublishedValues(const QVariantList &values)
+{
+    const qint64 n = m_maxSizeVar;
+    if (n < 1)
+        return;
+    const qint64 given = std::min<qint64>(n, values.size());
+    const qint64 skip = values.size() - given;
+    m_currentMaxValue = 0;
+    for (qint64 k = 0; k < n; ++k) {
+        const qint64 from = k - (n - given); // the leading columns stay empty
+        const float v = from >= 0 ? values.at(skip + from).toFloat() : 0.0f;
+        pointArray[k] = QPointF(double(k), double(v));
+        if (v > m_currentMaxValue)
+            m_currentMaxValue = v;
+    }
+    if (given > 0)
+        pointArray[n - 1].setX(double(n));
 }
 
 float PLVGraphArrays::maxValue() const

@@ -41,6 +41,9 @@ public:
     // The first series' values, oldest first, as floats: how a model publishes
     // its history in modelData (a copy, safe to hand to the main thread).
     QVariantList valuesToPublish() const;
+    // The reverse, on the view's side: series 1 becomes the newest maxSizeVar()
+    // of the published values, as if pushed one by one onto a cleared buffer.
+    void loadPublishedValues(const QVariantList &values);
 
     // The greater of the two series maxima (the first when they do not compare).
     Q_INVOKABLE float maxValue() const;

@@ -1,6 +1,12 @@
 // The module bundles the monitor ships, loaded from the build's plug-ins folder
 // the way a host loads them, sampling this machine (and GPU fixture trees).
 #include "PLVCommon/core/PLVGenericModuleController.h"
+#include "PLVCommon/core/PLVModelDataFeed.h"
+#include "PLVCommon/core/PLVGenericViews.h"
+#include "PLVCommon/widgets/PLVGaugeview.h"
+#include "PLVCommon/stats/PLVGraphArrays.h"
+#include "PLVCommon/widgets/PLVGraph.h"
+#include "PLVCommon/widgets/PLVProgressbar.h"
 #include "PLVCommon/core/PLVModuleLoader.h"
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
@@ -13,6 +19,8 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QThread>
+
+#include <algorithm>
 
 #include <gtest/gtest.h>
 
@@ -199,4 +207,58 @@ TEST(Modules, TheGraphicsModuleShowsEachCardOrSaysPlainlyWhatIsMissing)
     QLocale::setDefault(saved);
     EXPECT_EQ(value(gpu, "gpuList").toList().size(), 0);
     EXPECT_EQ(value(gpu, "gpuSummaryText").toString(), QStringLiteral("Aucun processeur graphique trouvé"));
+}
+
+// Each panel's interface file names keys of modelData; a key that no model
+// writes would leave a graph, a gauge or a line empty for ever.
+TEST(Modules, EveryKeyThePanelsReadIsPublished)
+{
+    struct Case {
+        const char *module;
+        const char *root; // a GPU fixture tree, or this machine
+        QStringList drawingClasses;
+    } cases[] = {
+        {"CPU", nullptr, {"PLVGraph", "PLVGaugeview", "PLVGaugeViewMultiple", "PLVMiniProgressbar"}},
+        {"MEM", nullptr, {"PLVGraph", "PLVGaugeview", "PLVProgressbar"}},
+        {"GPU", "gpu/amd", {"PLVGraph", "PLVGaugeview", "PLVProgressbar"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.module);
+        Controller module = loadModule(QLatin1String(c.module));
+        ASSERT_NE(module, nullptr);
+        if (c.root) {
+            ASSERT_TRUE(QMetaObject::invokeMethod(module->modulemodelobj(), "setSystemRoot",
+                                                  Q_ARG(QString, plvtest::fixturePath(QLatin1String(c.root)))));
+        }
+        updateOffMainThread(module); // shares are deltas: two samples
+        QThread::msleep(50);
+        updateOffMainThread(module);
+        module->updateViews();
+        const QVariantMap data = module->modulemodelobj()->modelData().snapshot();
+        QWidget *root = module->statusbarView() ? module->statusbarView()->parentWidget() : nullptr;
+        ASSERT_NE(root, nullptr);
+        const QStringList keys = PLVModelDataFeed::keyPathsOf(root);
+        for (const QString &key : keys)
+            EXPECT_TRUE(PLVModelDataFeed::valueForKeyPath(data, key).isValid()) << key.toStdString();
+        // The drawing views came from the interface file, live in the panel and got their values.
+        PLVGenericStatusbarCompactExpandedView *panel = module->statusbarStandAloneView();
+        ASSERT_NE(panel, nullptr);
+        for (const QString &cls : c.drawingClasses) {
+            const QList<QWidget *> views = panel->findChildren<QWidget *>();
+            EXPECT_TRUE(std::any_of(views.begin(), views.end(), [&](QWidget *w) { return cls == QLatin1String(w->metaObject()->className()); }))
+                << cls.toStdString();
+        }
+        for (PLVGraph *graph : panel->findChildren<PLVGraph *>(Qt::FindDirectChildrenOnly)) {
+            ASSERT_NE(graph->graphObject(), nullptr);
+            EXPECT_EQ(graph->graphObject()->maxSizeVar(), graph->maxSize());
+            const QVariantList history =
+                PLVModelDataFeed::valueForKeyPath(data, graph->property("historyKey").toString()).toList();
+            ASSERT_FALSE(history.isEmpty());
+            const QPointF newest = graph->graphObject()->arrayToDisplay()[graph->maxSize() - 1];
+            EXPECT_EQ(newest, QPointF(graph->maxSize(), history.last().toFloat()));
+        }
+    }
+    // A key no model writes is caught.
+    EXPECT_FALSE(PLVModelDataFeed::valueForKeyPath({{QStringLiteral("gpuList"), QVariantList{}}}, QStringLiteral("gpuList.0.history")).isValid());
+    EXPECT_FALSE(PLVModelDataFeed::valueForKeyPath({{QStringLiteral("cpuUsage"), 0.5}}, QStringLiteral("cpuUsage.x")).isValid());
 }
