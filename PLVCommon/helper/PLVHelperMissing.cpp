@@ -1,7 +1,7 @@
 #include "PLVCommon/helper/PLVHelperMissing.h"
 
 #include "PLVCommon/helper/PLVHelperObject.h"
-#include "PLVCommon/linux/PLVDesktopApps.h"
+#include "PLVCommon/desktop/PLVDesktopApps.h"
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/platform/PLVDispatch.h"

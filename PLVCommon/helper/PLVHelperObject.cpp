@@ -1,6 +1,6 @@
 #include "PLVCommon/helper/PLVHelperObject.h"
 
-#include "PLVCommon/linux/PLVDesktopApps.h"
+#include "PLVCommon/desktop/PLVDesktopApps.h"
 #include "PLVCommon/linux/PLVSysFile.h"
 #include "PLVCommon/linux/PLVSystemdJobs.h"
 #include "PLVCommon/platform/PLVBundle.h"

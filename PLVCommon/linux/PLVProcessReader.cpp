@@ -2,9 +2,12 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -265,6 +268,117 @@ std::optional<uid_t> PidDir::owner() const
     if (m_fd < 0 || ::fstat(m_fd, &st) != 0)
         return std::nullopt;
     return st.st_uid;
+}
+
+QByteArray PidDir::firstArgument() const
+{
+    if (m_fd < 0)
+        return {};
+    char buf[4096];
+    const ssize_t n = PLVSysFile::readAt(m_fd, "cmdline", buf, sizeof buf);
+    if (n <= 0)
+        return {};
+    return QByteArray(buf); // up to the first NUL
+}
+
+ProcDir::ProcDir(const PLVSysRoot &root) : m_path(root.nativePath("proc")) { open(); }
+
+ProcDir::~ProcDir()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool ProcDir::open()
+{
+    if (m_fd < 0)
+        m_fd = ::open(m_path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return m_fd >= 0;
+}
+
+bool ProcDir::listPids(std::vector<qint32> &out) const
+{
+    out.clear();
+    if (m_fd < 0 || lseek(m_fd, 0, SEEK_SET) != 0)
+        return false;
+    alignas(8) char buf[32768];
+    for (;;) {
+        const long n = syscall(SYS_getdents64, m_fd, buf, sizeof buf);
+        if (n < 0)
+            return false;
+        if (n == 0)
+            break;
+        for (long off = 0; off < n;) {
+            // glibc's dirent64 has the layout of the kernel's linux_dirent64.
+            const auto *d = reinterpret_cast<const struct dirent64 *>(buf + off);
+            off += d->d_reclen;
+            if (d->d_type != DT_DIR && d->d_type != DT_UNKNOWN)
+                continue;
+            const char *p = d->d_name;
+            if (*p < '1' || *p > '9')
+                continue;
+            long long v = 0;
+            for (; *p >= '0' && *p <= '9' && v <= 0x7fffffffLL; ++p)
+                v = v * 10 + (*p - '0');
+            if (*p == '\0' && v <= 0x7fffffffLL)
+                out.push_back(qint32(v));
+        }
+    }
+    if (!std::is_sorted(out.begin(), out.end())) // live /proc is sorted; fixture folders are not
+        std::sort(out.begin(), out.end());
+    return true;
+}
+
+ssize_t ProcDir::readStat(qint32 pid, char *buf, size_t cap) const
+{
+    char rel[32];
+    std::snprintf(rel, sizeof rel, "%d/stat", pid);
+    return m_fd < 0 ? -1 : PLVSysFile::readAt(m_fd, rel, buf, cap);
+}
+
+HeldStat &HeldStat::operator=(HeldStat &&other) noexcept
+{
+    if (this != &other) {
+        close();
+        m_fd = std::exchange(other.m_fd, -1);
+    }
+    return *this;
+}
+
+bool HeldStat::open(const PidDir &dir)
+{
+    close();
+    if (dir.isOpen())
+        m_fd = ::openat(dir.fd(), "stat", O_RDONLY | O_CLOEXEC);
+    return m_fd >= 0;
+}
+
+void HeldStat::close()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+    m_fd = -1;
+}
+
+ssize_t HeldStat::read(char *buf, size_t cap) const
+{
+    if (m_fd < 0 || cap == 0)
+        return -1;
+    ssize_t n;
+    do {
+        n = ::pread(m_fd, buf, cap - 1, 0);
+    } while (n < 0 && errno == EINTR);
+    if (n >= 0)
+        buf[n] = '\0';
+    return n;
+}
+
+int defaultHeldFilesLimit()
+{
+    rlimit lim{};
+    if (getrlimit(RLIMIT_NOFILE, &lim) != 0 || lim.rlim_cur == RLIM_INFINITY)
+        return 1024;
+    return int(std::min<rlim_t>(lim.rlim_cur / 2, 1024));
 }
 
 } // namespace PLVProcessReader

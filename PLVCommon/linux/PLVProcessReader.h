@@ -4,7 +4,10 @@
 #include <QByteArray>
 #include <QList>
 
+#include <utility>
+
 #include <optional>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -64,6 +67,8 @@ public:
     QByteArray readLink(const char *name) const;
     // The executable's path without the " (deleted)" mark of a replaced binary.
     QByteArray executablePath() const;
+    // argv[0] from cmdline; null when unreadable.
+    QByteArray firstArgument() const;
     // Private_Clean + Private_Dirty + Swap of smaps_rollup, in bytes.
     std::optional<quint64> footprint() const;
     // Voluntary context switches summed over the process's threads.
@@ -74,5 +79,53 @@ public:
 private:
     int m_fd = -1;
 };
+
+// An open <root>/proc, listed again on every refresh of a process table.
+class ProcDir
+{
+public:
+    explicit ProcDir(const PLVSysRoot &root);
+    ~ProcDir();
+    ProcDir(const ProcDir &) = delete;
+    ProcDir &operator=(const ProcDir &) = delete;
+
+    // Opens <root>/proc if it is not open yet; false when it cannot.
+    bool open();
+    bool isOpen() const { return m_fd >= 0; }
+    int fd() const { return m_fd; }
+    // The numeric entries, ascending, read from the start again; false when
+    // the directory cannot be read.
+    bool listPids(std::vector<qint32> &out) const;
+    // <pid>/stat read without holding it open; -1 when unreadable.
+    ssize_t readStat(qint32 pid, char *buf, size_t cap) const;
+
+private:
+    QByteArray m_path;
+    int m_fd = -1;
+};
+
+// A process's stat file held open between refreshes, so that reading it again
+// costs one pread. A held file of a process that ended reads ESRCH.
+class HeldStat
+{
+public:
+    HeldStat() = default;
+    ~HeldStat() { close(); }
+    HeldStat(HeldStat &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    HeldStat &operator=(HeldStat &&other) noexcept;
+
+    bool open(const PidDir &dir);
+    bool isOpen() const { return m_fd >= 0; }
+    void close();
+    // The file from its start; -1 when unreadable.
+    ssize_t read(char *buf, size_t cap) const;
+
+private:
+    int m_fd = -1;
+};
+
+// How many stat files a process table may hold open: half the soft limit on
+// open files, and at most 1024 (each also pins a page-sized kernel buffer).
+int defaultHeldFilesLimit();
 
 } // namespace PLVProcessReader

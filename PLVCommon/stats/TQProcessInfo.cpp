@@ -1,8 +1,8 @@
 #include "PLVCommon/stats/TQProcessInfo.h"
 
-#include "PLVCommon/linux/PLVDesktopApps.h"
+#include "PLVCommon/desktop/PLVDesktopApps.h"
 #include "PLVCommon/linux/PLVProcessReader.h"
-#include "PLVCommon/linux/PLVWindowActivation.h"
+#include "PLVCommon/desktop/PLVWindowActivation.h"
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/stats/StringExtras.h"
 #include "PLVCommon/stats/TQProcessExtraManager.h"
@@ -241,7 +241,7 @@ QImage TQProcessInfo::iconForPid(qint32 pid, const PLVSysRoot &root)
         PLVDesktopApps::ProcessIdentity who;
         who.executable = dir.executablePath();
         who.commandName = stat.comm;
-        who.argv0 = PLVDesktopApps::firstArgument(dir.fd());
+        who.argv0 = dir.firstArgument();
         if (const auto entry = PLVDesktopApps::entryForProcess(who)) {
             const QImage image = PLVDesktopApps::iconImage(entry->icon);
             if (!image.isNull())

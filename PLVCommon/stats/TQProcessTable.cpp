@@ -4,17 +4,10 @@
 
 #include <QFile>
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 using PLVProcessReader::PidDir;
@@ -28,50 +21,6 @@ double monotonicSeconds()
     return double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
 }
 
-// Half the soft limit, and at most 1024: each held /proc file also pins a
-// page-sized kernel buffer.
-int defaultMaxOpenFiles()
-{
-    rlimit lim{};
-    if (getrlimit(RLIMIT_NOFILE, &lim) != 0 || lim.rlim_cur == RLIM_INFINITY)
-        return 1024;
-    return int(std::min<rlim_t>(lim.rlim_cur / 2, 1024));
-}
-
-// Numeric entries of an open /proc, read from its start again.
-bool listPids(int procFd, std::vector<qint32> &out)
-{
-    out.clear();
-    if (lseek(procFd, 0, SEEK_SET) != 0)
-        return false;
-    alignas(8) char buf[32768];
-    for (;;) {
-        const long n = syscall(SYS_getdents64, procFd, buf, sizeof buf);
-        if (n < 0)
-            return false;
-        if (n == 0)
-            break;
-        for (long off = 0; off < n;) {
-            // glibc's dirent64 has the layout of the kernel's linux_dirent64.
-            const auto *d = reinterpret_cast<const struct dirent64 *>(buf + off);
-            off += d->d_reclen;
-            if (d->d_type != DT_DIR && d->d_type != DT_UNKNOWN)
-                continue;
-            const char *p = d->d_name;
-            if (*p < '1' || *p > '9')
-                continue;
-            long long v = 0;
-            for (; *p >= '0' && *p <= '9' && v <= 0x7fffffffLL; ++p)
-                v = v * 10 + (*p - '0');
-            if (*p == '\0' && v <= 0x7fffffffLL)
-                out.push_back(qint32(v));
-        }
-    }
-    if (!std::is_sorted(out.begin(), out.end())) // live /proc is sorted; fixture folders are not
-        std::sort(out.begin(), out.end());
-    return true;
-}
-
 QString nameFromExecutable(const QByteArray &path)
 {
     const qsizetype slash = path.lastIndexOf('/');
@@ -82,7 +31,7 @@ QString nameFromExecutable(const QByteArray &path)
 
 struct TQProcessTable::Entry {
     qint32 pid = 0;
-    int statFd = -1;
+    PLVProcessReader::HeldStat stat;
     quint64 startTicks = 0;
     // CPU ticks at the last two baselines; 0 for a process that did not exist yet.
     quint64 baseTicks = 0;
@@ -110,18 +59,13 @@ QVariantMap TQProcessSample::dictionary() const
     };
 }
 
-TQProcessTable::TQProcessTable(const PLVSysRoot &root) : m_root(root), m_maxOpenFiles(defaultMaxOpenFiles())
+TQProcessTable::TQProcessTable(const PLVSysRoot &root)
+    : m_root(root), m_proc(std::make_unique<PLVProcessReader::ProcDir>(root)),
+      m_maxOpenFiles(PLVProcessReader::defaultHeldFilesLimit())
 {
-    m_procFd = ::open(m_root.nativePath("proc").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-TQProcessTable::~TQProcessTable()
-{
-    for (Entry &e : m_entries)
-        closeEntry(e);
-    if (m_procFd >= 0)
-        ::close(m_procFd);
-}
+TQProcessTable::~TQProcessTable() = default;
 
 void TQProcessTable::setMaxOpenFiles(int count)
 {
@@ -133,9 +77,8 @@ void TQProcessTable::setMaxOpenFiles(int count)
 
 void TQProcessTable::closeEntry(Entry &entry)
 {
-    if (entry.statFd >= 0) {
-        ::close(entry.statFd);
-        entry.statFd = -1;
+    if (entry.stat.isOpen()) {
+        entry.stat.close();
         --m_openFiles;
     }
 }
@@ -148,15 +91,7 @@ bool TQProcessTable::readEntry(Entry &entry, bool isNew)
     char buf[1024];
     ssize_t n = -1;
     if (!isNew) {
-        if (entry.statFd >= 0) {
-            do {
-                n = ::pread(entry.statFd, buf, sizeof buf - 1, 0);
-            } while (n < 0 && errno == EINTR);
-        } else {
-            char rel[32];
-            std::snprintf(rel, sizeof rel, "%d/stat", entry.pid);
-            n = PLVSysFile::readAt(m_procFd, rel, buf, sizeof buf);
-        }
+        n = entry.stat.isOpen() ? entry.stat.read(buf, sizeof buf) : m_proc->readStat(entry.pid, buf, sizeof buf);
         if (n <= 0)
             return false; // ended: a held file of a dead process reads ESRCH
     }
@@ -170,21 +105,14 @@ bool TQProcessTable::readEntry(Entry &entry, bool isNew)
 
     const bool renamed = !isNew && stat.comm != entry.comm;
     if (isNew || renamed) {
-        const PidDir dir(m_procFd, entry.pid);
+        const PidDir dir(m_proc->fd(), entry.pid);
         if (!dir.isOpen())
             return false;
         if (isNew) {
             closeEntry(entry);
-            if (m_openFiles < m_maxOpenFiles) {
-                entry.statFd = ::openat(dir.fd(), "stat", O_RDONLY | O_CLOEXEC);
-                if (entry.statFd >= 0)
-                    ++m_openFiles;
-            }
-            if (entry.statFd >= 0) {
-                n = ::pread(entry.statFd, buf, sizeof buf - 1, 0);
-            } else {
-                n = PLVSysFile::readAt(dir.fd(), "stat", buf, sizeof buf);
-            }
+            if (m_openFiles < m_maxOpenFiles && entry.stat.open(dir))
+                ++m_openFiles;
+            n = entry.stat.isOpen() ? entry.stat.read(buf, sizeof buf) : PLVSysFile::readAt(dir.fd(), "stat", buf, sizeof buf);
             if (n <= 0 || !PLVProcessReader::parseStat(buf, size_t(n), stat)) {
                 closeEntry(entry);
                 return false;
@@ -235,9 +163,7 @@ bool TQProcessTable::readEntry(Entry &entry, bool isNew)
 
 bool TQProcessTable::refresh()
 {
-    if (m_procFd < 0)
-        m_procFd = ::open(m_root.nativePath("proc").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (m_procFd < 0 || !listPids(m_procFd, m_listing)) {
+    if (!m_proc->open() || !m_proc->listPids(m_listing)) {
         for (Entry &e : m_entries)
             closeEntry(e);
         m_entries.clear();
@@ -272,8 +198,7 @@ bool TQProcessTable::refresh()
         Entry entry;
         bool isNew = true;
         if (old != m_entries.end() && old->pid == pid) {
-            entry = std::move(*old);
-            old->statFd = -1; // moved: the descriptor belongs to `entry` now
+            entry = std::move(*old); // the held file moves with it
             ++old;
             isNew = false;
         } else {
@@ -359,7 +284,7 @@ quint64 TQProcessTable::footprintForPid(qint32 pid) const
                                      [](const Entry &e, qint32 p) { return e.pid < p; });
     if (it == m_entries.end() || it->pid != pid)
         return 0;
-    const PidDir dir(m_procFd, pid);
+    const PidDir dir(m_proc->fd(), pid);
     PLVProcStat stat;
     // Same directory for both reads: the start time proves it is the same process.
     if (!dir.readStat(stat) || stat.startTime != it->startTicks)

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace PLVProcessReader { class ProcDir; }
+
 // One process as the last refresh of a TQProcessTable saw it.
 struct TQProcessSample {
     qint32 pid = 0;
@@ -93,7 +95,7 @@ private:
     QList<TQProcessSample> top(bool byCPU, int count) const;
 
     PLVSysRoot m_root;
-    int m_procFd = -1;
+    std::unique_ptr<PLVProcessReader::ProcDir> m_proc;
     std::vector<Entry> m_entries;          // ascending pid
     std::vector<TQProcessSample> m_samples; // ascending pid, parallel to m_entries
     std::vector<qint32> m_listing;

@@ -5,6 +5,8 @@
 
 #include <QLocale>
 
+#include <algorithm>
+
 PLV_REGISTER_CLASS(PLVCPUModuleModel)
 PLV_REGISTER_CLASS(PLVCPUModuleController)
 
@@ -14,13 +16,11 @@ QString percentText(float fraction) { return StringExtras::floatToPercentageStri
 
 } // namespace
 
-PLVCPUModuleModel::PLVCPUModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
-
-void PLVCPUModuleModel::init()
+void PLVCPUModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
-    PLVGenericModuleModel::init();
-    m_history.initArraysWithMaxSize(PLVGraphArrays::kCapacity);
-    modelData().insert(m_info.cpuCoresInformation());
+    m_info = std::make_unique<TQSystemInfo>(root);
+    m_processes = std::make_unique<TQProcessTable>(root);
+    modelData().insert(m_info->cpuCoresInformation());
 }
 
 QString PLVCPUModuleModel::upTimeText(const PLVDateComponents &c) const
@@ -35,26 +35,31 @@ QString PLVCPUModuleModel::upTimeText(const PLVDateComponents &c) const
     return parts.join(QLatin1Char(' '));
 }
 
-void PLVCPUModuleModel::updateModel()
+QVariantMap PLVCPUModuleModel::sample()
 {
-    std::optional<QVariantMap> sample = m_info.cpuData();
+    std::optional<QVariantMap> sample = m_info->cpuData();
     if (!sample) {
         // The set of CPUs changed: the sample was dropped. Re-read the layout
         // so that the next sample uses it.
-        modelData().insert(m_info.cpuCoresInformation());
-        return;
+        modelData().insert(m_info->cpuCoresInformation());
+        return {};
     }
     QVariantMap values = *sample;
-    if (values.contains(QStringLiteral("idleCPU"))) {
-        const float usage = 1.0f - values.value(QStringLiteral("idleCPU")).toFloat();
-        values.insert(QStringLiteral("cpuUsage"), usage);
-        values.insert(QStringLiteral("cpuUsageText"), percentText(usage));
-        for (const char *key : {"userCPU", "systemCPU", "niceCPU", "idleCPU"})
-            values.insert(QLatin1String(key) + QStringLiteral("Text"), percentText(values.value(QLatin1String(key)).toFloat()));
-        m_history.addNewValue(usage * 100.0f);
-        values.insert(QStringLiteral("cpuHistory"), m_history.valuesToPublish());
-        values.insert(QStringLiteral("cpuHistoryMax"), m_history.maxValue());
-    }
+    // No CPU time passed since the last sample (a recorded tree read again):
+    // nothing new to show, so what is on screen stands.
+    if (!values.contains(QStringLiteral("idleCPU")))
+        return {};
+    const float usage = 1.0f - values.value(QStringLiteral("idleCPU")).toFloat();
+    values.insert(QStringLiteral("cpuUsage"), usage);
+    values.insert(QStringLiteral("cpuUsageText"), percentText(usage));
+    for (const char *key : {"userCPU", "systemCPU", "niceCPU", "idleCPU"})
+        values.insert(QLatin1String(key) + QStringLiteral("Text"), percentText(values.value(QLatin1String(key)).toFloat()));
+    const QVariantList history = pushHistory(QStringLiteral("cpuHistory"), usage * 100.0f);
+    float highest = 0.0f; // as a graph scales: never below 0
+    for (const QVariant &v : history)
+        highest = std::max(highest, v.toFloat());
+    values.insert(QStringLiteral("cpuHistory"), history);
+    values.insert(QStringLiteral("cpuHistoryMax"), highest);
     // Only the CPUs this sample counted: the sampler keeps zero shares for
     // every present CPU, and an offline one (SMT off, hot-unplugged) has no
     // load to show. A CPU whose ticks did not advance has all shares zero and
@@ -63,7 +68,7 @@ void PLVCPUModuleModel::updateModel()
     QVariantList coreNumbers;
     QStringList coreTexts;
     const QList<int> running =
-        values.contains(QStringLiteral("idleCPUAll0")) ? m_info.logicalCPUNumbers() : QList<int>();
+        values.contains(QStringLiteral("idleCPUAll0")) ? m_info->logicalCPUNumbers() : QList<int>();
     for (qsizetype i = 0; i < running.size(); ++i) {
         const QString n = QString::number(i);
         float usage = 0.0f;
@@ -88,18 +93,15 @@ void PLVCPUModuleModel::updateModel()
                                                       .arg(values.value(QStringLiteral("tasksCount")).toLongLong())
                                                       .arg(values.value(QStringLiteral("threadsCount")).toLongLong()));
     // The busiest processes, in percent of one core as top(1) shows them.
-    if (m_processes.refresh()) {
+    if (m_processes->refresh()) {
         QStringList tops;
-        for (const TQProcessSample &p : m_processes.topByCPUShare(5))
+        for (const TQProcessSample &p : m_processes->topByCPUShare(5))
             tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::floatToPercentageString(float(p.cpuShare * 100.0)));
-        values.insert(QStringLiteral("cpuTopProcesses"), m_processes.topByCPUShareDictionaries(5));
+        values.insert(QStringLiteral("cpuTopProcesses"), m_processes->topByCPUShareDictionaries(5));
         values.insert(QStringLiteral("cpuTopProcessesText"), tops.join(QStringLiteral(", ")));
     }
     const QVariant upTime = values.value(QStringLiteral("upTime"));
     if (upTime.canConvert<PLVDateComponents>())
         values.insert(QStringLiteral("upTimeText"), upTimeText(upTime.value<PLVDateComponents>()));
-    modelData().insert(values);
+    return values;
 }
-
-PLVCPUModuleController::PLVCPUModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
-const QMetaObject *PLVCPUModuleController::modelObjClass() const { return &PLVCPUModuleModel::staticMetaObject; }

@@ -8,35 +8,27 @@
 PLV_REGISTER_CLASS(PLVGPUModuleModel)
 PLV_REGISTER_CLASS(PLVGPUModuleController)
 
-PLVGPUModuleModel::PLVGPUModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
+PLVGPUModuleModel::PLVGPUModuleModel(QObject *parent) : PLVSamplingModuleModel(parent) {}
 
 PLVGPUModuleModel::~PLVGPUModuleModel() = default;
 
-void PLVGPUModuleModel::init()
+void PLVGPUModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
-    PLVGenericModuleModel::init();
-    if (!m_gpu)
-        m_gpu = std::make_unique<TQGPUInfo>();
+    // A recorded tree gets no NVML: the sources leave this machine's alone there.
+    m_gpu = std::make_unique<TQGPUInfo>(std::make_shared<PLVGPUSources>(root));
 }
 
-void PLVGPUModuleModel::setSystemRoot(const QString &root)
-{
-    m_gpu = std::make_unique<TQGPUInfo>(std::make_shared<PLVGPUSources>(PLVSysRoot(root), nullptr));
-}
-
-void PLVGPUModuleModel::updateModel()
+QVariantMap PLVGPUModuleModel::sample()
 {
     const QVariantMap gpus = m_gpu->gpuCoresInformation();
     QVariantMap values{{QStringLiteral("gpuData"), gpus}, {QStringLiteral("numGPUs"), m_gpu->numGPUs()}};
 
-    // Cards in the order of their keys, so that each keeps its place (and history).
+    // Cards in the order of their keys, so that each keeps its place; each
+    // history follows its card's key.
     QVariantList list;
     QStringList summaries;
     bool anyStatistics = false;
-    m_history.setNumberOfGraphs(gpus.size());
-    m_history.setArrayMaxSize(PLVGraphArrays::kCapacity);
-    qint64 index = 0;
-    for (auto it = gpus.cbegin(); it != gpus.cend(); ++it, ++index) {
+    for (auto it = gpus.cbegin(); it != gpus.cend(); ++it) {
         const QVariantMap card = it.value().toMap();
         QString name = card.value(QStringLiteral("vendorFullName")).toString();
         if (name.isEmpty())
@@ -50,7 +42,7 @@ void PLVGPUModuleModel::updateModel()
             entry.insert(QStringLiteral("utilization"), utilisation);
             entry.insert(QStringLiteral("utilizationText"), StringExtras::floatToPercentageString(utilisation));
             facts << StringExtras::floatToPercentageString(utilisation);
-            m_history.addNewValue(utilisation, index);
+            entry.insert(QStringLiteral("history"), pushHistory(QStringLiteral("gpu:") + it.key(), utilisation));
             anyStatistics = true;
         }
         if (card.contains(QStringLiteral("totalVRAM"))) {
@@ -69,8 +61,6 @@ void PLVGPUModuleModel::updateModel()
         if (facts.isEmpty())
             facts << PLVLoc(QStringLiteral("no statistics"));
         summaries << name + QStringLiteral(": ") + facts.join(QStringLiteral(", "));
-        if (const PLVGraphArrays *h = m_history.graphArrayAtIndex(index))
-            entry.insert(QStringLiteral("history"), h->valuesToPublish());
         list << entry;
     }
     values.insert(QStringLiteral("gpuList"), list);
@@ -84,8 +74,5 @@ void PLVGPUModuleModel::updateModel()
         values.insert(QStringLiteral("gpuSummaryText"), summaries.join(QStringLiteral("; ")));
     const QVariantMap first = list.value(0).toMap();
     values.insert(QStringLiteral("gpuStatusText"), first.value(QStringLiteral("utilizationText"), QStringLiteral("–")).toString());
-    modelData().insert(values);
+    return values;
 }
-
-PLVGPUModuleController::PLVGPUModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
-const QMetaObject *PLVGPUModuleController::modelObjClass() const { return &PLVGPUModuleModel::staticMetaObject; }

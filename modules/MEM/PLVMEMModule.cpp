@@ -7,17 +7,15 @@
 PLV_REGISTER_CLASS(PLVMEMModuleModel)
 PLV_REGISTER_CLASS(PLVMEMModuleController)
 
-PLVMEMModuleModel::PLVMEMModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
-
-void PLVMEMModuleModel::init()
+void PLVMEMModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
-    PLVGenericModuleModel::init();
-    m_history.initArraysWithMaxSize(PLVGraphArrays::kCapacity);
+    m_root = root;
+    m_processes = std::make_unique<TQProcessTable>(root);
 }
 
-void PLVMEMModuleModel::updateModel()
+QVariantMap PLVMEMModuleModel::sample()
 {
-    QVariantMap values = TQSystemInfo::memoryData();
+    QVariantMap values = TQSystemInfo::memoryData(m_root);
     for (const char *key : {"memTotal", "memFree", "memApp", "memWired", "memCache", "memCompress", "memActive", "memInactive"})
         if (values.contains(QLatin1String(key)))
             values.insert(QLatin1String(key) + QStringLiteral("Text"),
@@ -36,18 +34,14 @@ void PLVMEMModuleModel::updateModel()
     if (used >= 0) {
         values.insert(QStringLiteral("memUsedPerc"), used);
         values.insert(QStringLiteral("memUsedText"), StringExtras::floatToPercentageString(used));
-        m_history.addNewValue(used);
-        values.insert(QStringLiteral("memHistory"), m_history.valuesToPublish());
+        values.insert(QStringLiteral("memHistory"), pushHistory(QStringLiteral("memHistory"), used));
     }
-    if (m_processes.refresh()) {
+    if (m_processes->refresh()) {
         QStringList tops;
-        for (const TQProcessSample &p : m_processes.topByResidentSize(5))
+        for (const TQProcessSample &p : m_processes->topByResidentSize(5))
             tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::doubleCapacityToString(double(p.residentSize)));
-        values.insert(QStringLiteral("memTopProcesses"), m_processes.topByResidentSizeDictionaries(5));
+        values.insert(QStringLiteral("memTopProcesses"), m_processes->topByResidentSizeDictionaries(5));
         values.insert(QStringLiteral("memTopProcessesText"), tops.join(QStringLiteral(", ")));
     }
-    modelData().insert(values);
+    return values;
 }
-
-PLVMEMModuleController::PLVMEMModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
-const QMetaObject *PLVMEMModuleController::modelObjClass() const { return &PLVMEMModuleModel::staticMetaObject; }

@@ -1,30 +1,31 @@
 #pragma once
-#include "PLVCommon/core/PLVForwardingModuleController.h"
-#include "PLVCommon/core/PLVGenericModuleModel.h"
+#include "PLVCommon/core/PLVSamplingModule.h"
 
-#include "PLVCommon/stats/PLVGraphArrays.h"
 #include "PLVCommon/stats/TQProcessTable.h"
+
+#include <memory>
 
 // The memory module: memory in use by kind, pressure, page traffic, swap and
 // the five processes with the most resident memory, sampled every tick.
-class PLVMEMModuleModel : public PLVGenericModuleModel
+class PLVMEMModuleModel : public PLVSamplingModuleModel
 {
     Q_OBJECT
 public:
-    Q_INVOKABLE explicit PLVMEMModuleModel(QObject *parent = nullptr);
-    void init() override;
-    void updateModel() override;
+    Q_INVOKABLE explicit PLVMEMModuleModel(QObject *parent = nullptr) : PLVSamplingModuleModel(parent) {}
+
+protected:
+    QVariantMap sample() override;
+    void systemRootDidChange(const PLVSysRoot &root) override;
 
 private:
-    PLVGraphArrays m_history; // memory in use, percent of installed memory
-    TQProcessTable m_processes;
+    PLVSysRoot m_root;
+    std::unique_ptr<TQProcessTable> m_processes;
 };
 
-class PLVMEMModuleController : public PLVForwardingModuleController
+class PLVMEMModuleController : public PLVSamplingModuleController
 {
     Q_OBJECT
 public:
-    Q_INVOKABLE explicit PLVMEMModuleController(QObject *parent = nullptr);
-    const QMetaObject *modelObjClass() const override;
-    QString moduleName() const override { return QStringLiteral("MEM"); }
+    Q_INVOKABLE explicit PLVMEMModuleController(QObject *parent = nullptr)
+        : PLVSamplingModuleController(&PLVMEMModuleModel::staticMetaObject, QStringLiteral("MEM"), parent) {}
 };

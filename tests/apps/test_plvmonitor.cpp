@@ -115,18 +115,22 @@ TEST(Plvmonitor, RunsWholeModulesOnARecordedMachineWithOfflineCPUs)
         ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
         ASSERT_EQ(r.lines.size(), 3);
         ASSERT_TRUE(cores.match(r.lines.last()).hasMatch()) << r.lines.last().toStdString();
+        QStringList first;
         for (const QString &line : r.lines) {
             const auto m = cores.match(line);
             if (!m.hasMatch())
                 continue; // a line printed before the module's first update
             // One entry per online CPU; the first tick shows the shares since
-            // boot, the later ones (no tick elapsed in a recorded tree) no load.
+            // boot, and they stand on the later ones (no tick elapsed in a
+            // recorded tree: nothing new to show).
             const QStringList shown = m.captured(1).split(QLatin1Char(' '), Qt::SkipEmptyParts);
             EXPECT_EQ(shown.size(), 2) << line.toStdString();
             EXPECT_FALSE(shown.contains(QStringLiteral("100%"))) << line.toStdString();
             EXPECT_EQ(m.captured(2), QStringLiteral("7.66 3.60 1.44")) << "the recorded load, not this machine's";
+            if (first.isEmpty())
+                first = shown;
+            EXPECT_EQ(shown, first) << line.toStdString();
         }
-        EXPECT_TRUE(r.lines.last().contains(QStringLiteral("cpuCoreUsageText=0% 0% "))) << r.lines.last().toStdString();
     }
 }
 

@@ -1,5 +1,6 @@
-// The disks, temperatures, fans and network bundles, loaded as a host loads
-// them, run whole on recorded trees (faults included) and on this machine.
+// The processor, memory, disks, temperatures, fans and network bundles, loaded
+// as a host loads them, run whole on recorded trees (faults included) and on
+// this machine.
 #include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVPreferencesForModules.h"
 #include "PLVCommon/core/PLVSamplingModule.h"
@@ -168,6 +169,61 @@ TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
     EXPECT_FALSE(value(net, "netWirelessText").isValid());
     EXPECT_TRUE(lines(net->statusbarStandAloneView()).first().startsWith(u"enp0s31f6 "_s)) << "no empty Wi-Fi line";
     EXPECT_EQ(value(net, "netAddressText").toString(), u"not connected"_s);
+}
+
+TEST(SystemModules, ProcessorOfATreeWithTwoCPUsOfflineThenBusy)
+{
+    FixtureCopy fx("proc-cpu/offline-middle");
+    Controller cpu = load(u"CPU"_s, fx.dir.path());
+    ASSERT_NE(cpu, nullptr);
+    tick(cpu);
+    // Since boot: 450 busy ticks of 1000 on average over the six online CPUs.
+    EXPECT_EQ(value(cpu, "cpuUsageText").toString(), u"45%"_s);
+    EXPECT_EQ(value(cpu, "cpuCoreUsageText").toString(), u"10% 20% 60% 30% 70% 80%"_s);
+    EXPECT_EQ(value(cpu, "cpuCoreNumbers").toList(), (QVariantList{0, 1, 5, 2, 6, 7}));
+    EXPECT_EQ(value(cpu, "loadAverageText").toString(), u"1.50 0.75 0.25"_s);
+    EXPECT_EQ(value(cpu, "tasksText").toString(), u"3 / 412"_s);
+
+    // Read again unchanged: no CPU time passed, and what is shown stands.
+    tick(cpu);
+    EXPECT_EQ(value(cpu, "cpuUsageText").toString(), u"45%"_s);
+
+    // Then cpu0 and cpu1 busy for 100 ticks while the others idle.
+    QByteArray stat = plvtest::readFile(fx.path(u"proc/stat"_s));
+    stat.replace("cpu0 100 0 0 900", "cpu0 200 0 0 900").replace("cpu1 200 0 0 800", "cpu1 300 0 0 800");
+    for (const char *idle : {"cpu2 300 0 0 700", "cpu5 600 0 0 400", "cpu6 700 0 0 300", "cpu7 800 0 0 200"}) {
+        QByteArray next(idle);
+        next.replace(next.lastIndexOf(' ') + 1, 3, QByteArray::number(next.mid(next.lastIndexOf(' ') + 1).toInt() + 100));
+        stat.replace(idle, next);
+    }
+    ASSERT_TRUE(plvtest::writeFile(fx.path(u"proc/stat"_s), stat));
+    tick(cpu);
+    EXPECT_EQ(value(cpu, "cpuUsageText").toString(), u"33%"_s);
+    EXPECT_EQ(value(cpu, "cpuCoreUsageText").toString(), u"100% 100% 0% 0% 0% 0%"_s);
+    const QVariantList history = value(cpu, "cpuHistory").toList();
+    ASSERT_EQ(history.size(), 350);
+    EXPECT_NEAR(history[348].toFloat(), 45.0f, 0.01f);
+    EXPECT_NEAR(history[349].toFloat(), 33.33f, 0.01f);
+    EXPECT_NEAR(value(cpu, "cpuHistoryMax").toFloat(), 45.0f, 0.01f);
+}
+
+TEST(SystemModules, MemoryOfATreeWithSwapThenOfAnotherWithout)
+{
+    Controller mem = load(u"MEM"_s, plvtest::fixturePath(u"proc-mem/full"_s));
+    ASSERT_NE(mem, nullptr);
+    tick(mem);
+    EXPECT_EQ(value(mem, "memUsedText").toString(), u"50%"_s) << "half of the memory is available";
+    EXPECT_EQ(value(mem, "memSwapUsedText").toString(), u"49 MB"_s) << "total less free";
+    EXPECT_EQ(value(mem, "memTopProcesses").toList(), QVariantList{});
+
+    // Another machine: its history starts afresh.
+    qobject_cast<PLVSamplingModuleModel *>(mem->modulemodelobj())->setSystemRoot(PLVSysRoot(plvtest::fixturePath(u"proc-mem/noswap"_s)));
+    tick(mem);
+    const QVariantList history = value(mem, "memHistory").toList();
+    ASSERT_EQ(history.size(), 350);
+    EXPECT_EQ(history[348].toFloat(), 0.0f);
+    EXPECT_EQ(history[349].toFloat(), value(mem, "memUsedPerc").toFloat());
+    EXPECT_EQ(value(mem, "memTotalSwapText").toString(), u"0 MB"_s) << "no swap is not an unreadable swap";
 }
 
 TEST(SystemModules, DisksAndNetworkOnThisMachine)

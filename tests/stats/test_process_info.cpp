@@ -1,5 +1,5 @@
 // TQProcessInfo and TQProcessExtraManager over the fixture tree and live processes.
-#include "PLVCommon/linux/PLVDesktopApps.h"
+#include "PLVCommon/desktop/PLVDesktopApps.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/stats/StringExtras.h"
 #include "PLVCommon/stats/TQProcessExtraManager.h"

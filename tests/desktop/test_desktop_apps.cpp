@@ -1,6 +1,5 @@
-// The desktop-entry matcher that finds a process's application. (The /proc
-// readers are tested through the process samplers, on fixtures and live.)
-#include "PLVCommon/linux/PLVDesktopApps.h"
+// The desktop-entry matcher that finds a process's application.
+#include "PLVCommon/desktop/PLVDesktopApps.h"
 
 #include "support/PLVTest.h"
 

@@ -51,7 +51,5 @@ QImage iconImage(const QString &icon, int size = 64);
 // Parsing, exposed for the tests.
 std::optional<Entry> parseEntry(const QString &path, const QString &id);
 QStringList splitExec(const QString &exec);
-// argv[0] from <pid dir>/cmdline; null when unreadable.
-QByteArray firstArgument(int pidDirFd);
 
 } // namespace PLVDesktopApps

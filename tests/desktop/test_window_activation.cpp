@@ -1,7 +1,7 @@
 // Bringing another process's window forward: EWMH on a private X server where
 // the test plays the window manager, and org.freedesktop.Application on a
 // private session bus where a child process plays the application.
-#include "PLVCommon/linux/PLVWindowActivation.h"
+#include "PLVCommon/desktop/PLVWindowActivation.h"
 #include "PLVCommon/stats/TQProcessInfo.h"
 
 #include "support/PLVTest.h"

@@ -1,6 +1,4 @@
-#include "PLVCommon/linux/PLVDesktopApps.h"
-
-#include "PLVCommon/linux/PLVSysFile.h"
+#include "PLVCommon/desktop/PLVDesktopApps.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -21,6 +19,19 @@
 namespace PLVDesktopApps {
 
 namespace {
+
+// A desktop entry or theme index: small text files; null when unreadable or
+// larger than maxSize.
+QByteArray readSmallFile(const QString &path, qint64 maxSize)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    QByteArray text = f.read(maxSize + 1);
+    if (text.size() > maxSize || f.error() != QFileDevice::NoError)
+        return {};
+    return text.isNull() ? QByteArray("") : text;
+}
 
 // Programs that run someone else's code: an entry whose Exec starts with one of
 // them says nothing about which process is the application.
@@ -174,7 +185,7 @@ Theme readTheme(const QString &name, const QStringList &bases)
 {
     Theme theme;
     for (const QString &base : bases) {
-        const QByteArray text = PLVSysFile::read(base + QLatin1Char('/') + name + QStringLiteral("/index.theme"), 1 << 20);
+        const QByteArray text = readSmallFile(base + QLatin1Char('/') + name + QStringLiteral("/index.theme"), 1 << 20);
         if (text.isNull())
             continue;
         theme.found = true;
@@ -388,7 +399,7 @@ QStringList splitExec(const QString &exec)
 
 std::optional<Entry> parseEntry(const QString &path, const QString &id)
 {
-    const QByteArray text = PLVSysFile::read(path, 1 << 20);
+    const QByteArray text = readSmallFile(path, 1 << 20);
     if (text.isNull())
         return std::nullopt;
     Entry entry;
@@ -527,17 +538,6 @@ QImage iconImage(const QString &icon, int size)
     std::lock_guard lock(c.mutex);
     c.icons.insert(cacheName, image);
     return image;
-}
-
-QByteArray firstArgument(int pidDirFd)
-{
-    if (pidDirFd < 0)
-        return {};
-    char buf[4096];
-    const ssize_t n = PLVSysFile::readAt(pidDirFd, "cmdline", buf, sizeof buf);
-    if (n <= 0)
-        return {};
-    return QByteArray(buf); // up to the first NUL
 }
 
 } // namespace PLVDesktopApps

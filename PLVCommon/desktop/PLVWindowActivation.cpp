@@ -1,4 +1,4 @@
-#include "PLVCommon/linux/PLVWindowActivation.h"
+#include "PLVCommon/desktop/PLVWindowActivation.h"
 
 #include "PLVCommon/platform/PLVLog.h"
 
