@@ -4,7 +4,7 @@
 // composition of the same image into a bitmap of that size.
 #include "PLVCommon/platform/PLVNotificationCenter.h"
 #include "PLVCommon/theme/PLVColor.h"
-#include "PLVCommon/widgets/ImageExtra.h"
+#include "PLVCommon/drawing/ImageExtra.h"
 
 #include <QApplication>
 #include <QPainter>

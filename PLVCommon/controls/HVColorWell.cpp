@@ -3,9 +3,9 @@
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
-#include "PLVCommon/widgets/BezierPathExtra.h"
-#include "PLVCommon/widgets/ColorExtras.h"
-#include "PLVCommon/widgets/ImageExtra.h"
+#include "PLVCommon/drawing/BezierPathExtra.h"
+#include "PLVCommon/drawing/ColorExtras.h"
+#include "PLVCommon/drawing/ImageExtra.h"
 
 #include <QApplication>
 #include <QColorDialog>

@@ -3,7 +3,7 @@
 #include "PLVCommon/platform/PLVBinding.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/theme/PLVColor.h"
-#include "PLVCommon/widgets/ImageExtra.h"
+#include "PLVCommon/drawing/ImageExtra.h"
 
 #include <QAbstractItemView>
 #include <QMouseEvent>

@@ -1,6 +1,6 @@
 #include "PLVGenericViewController.h"
 
-#include "PLVCommon/core/TQIsTodayExtenstion.h"
+#include "PLVCommon/platform/TQIsTodayExtenstion.h"
 #include "PLVCommon/platform/PLVBinding.h"
 #include "PLVCommon/platform/PLVBundle.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"

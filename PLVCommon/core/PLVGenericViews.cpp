@@ -1,6 +1,6 @@
 #include "PLVGenericViews.h"
 
-#include "PLVCommon/core/TQIsTodayExtenstion.h"
+#include "PLVCommon/platform/TQIsTodayExtenstion.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/platform/PLVUserNotificationCenter.h"
 

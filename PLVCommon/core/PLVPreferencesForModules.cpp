@@ -1,6 +1,6 @@
 #include "PLVPreferencesForModules.h"
 
-#include "PLVCommon/core/TQIsTodayExtenstion.h"
+#include "PLVCommon/platform/TQIsTodayExtenstion.h"
 #include "PLVCommon/shared/TQGroupNotificationCenter.h"
 #include "PLVCommon/shared/UserDefaultsExtras.h"
 

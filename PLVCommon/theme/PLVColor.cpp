@@ -1,11 +1,11 @@
 #include "PLVCommon/theme/PLVColor.h"
 
-#include "PLVCommon/core/TQIsTodayExtenstion.h"
+#include "PLVCommon/platform/TQIsTodayExtenstion.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/platform/PLVNotificationCenter.h"
 #include "PLVCommon/shared/UserDefaultsExtras.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include <QCoreApplication>
 #include <QFontDatabase>

@@ -1,7 +1,7 @@
 #include "PLVCommon/theme/PLVPlatformColors.h"
 
 #include "PLVCommon/theme/PLVAppearance.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>

@@ -2,7 +2,7 @@
 
 #include "PLVCommon/theme/PLVColor.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -6,7 +6,7 @@
 #include "PLVCommon/controls/PLVButton.h"
 #include "PLVCommon/controls/PLVSelectorButton.h"
 #include "PLVCommon/controls/PLVTextField.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include <QCoreApplication>
 #include <QGridLayout>

@@ -7,7 +7,7 @@
 #include "PLVCommon/theme/PLVColor.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
 #include "PLVCommon/theme/TQColor.h"
-#include "PLVCommon/widgets/BezierPathExtra.h"
+#include "PLVCommon/drawing/BezierPathExtra.h"
 
 #include <QMetaProperty>
 #include <QPainter>

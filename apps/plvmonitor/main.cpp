@@ -9,7 +9,7 @@
 
 #include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVModuleLoader.h"
-#include "PLVCommon/core/TQIsTodayExtenstion.h"
+#include "PLVCommon/platform/TQIsTodayExtenstion.h"
 #include "PLVCommon/linux/PLVPowerSupply.h"
 #include "PLVCommon/linux/PLVSysFile.h"
 #include "PLVCommon/platform/PLVBundle.h"

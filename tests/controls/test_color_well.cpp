@@ -1,7 +1,7 @@
 // The colour well on real widgets: its pixels at 1x and 2x, the popover's grid
 // driven with QTest's mouse, the shared colour dialog, and colour drops.
 #include "PLVCommon/controls/HVColorWell.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include "support/PLVTest.h"
 

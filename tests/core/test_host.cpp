@@ -1,4 +1,4 @@
-#include "PLVCommon/core/TQIsTodayExtenstion.h"
+#include "PLVCommon/platform/TQIsTodayExtenstion.h"
 #include "support/PLVTest.h"
 
 #include <QApplication>

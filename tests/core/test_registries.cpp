@@ -6,7 +6,7 @@
 #include <PLVCommon/core/PLVDisplaynameForModules.h>
 #include <PLVCommon/core/PLVIconsForModules.h>
 #include <PLVCommon/core/PLVPreferencesForModules.h>
-#include <PLVCommon/core/TQIsTodayExtenstion.h>
+#include <PLVCommon/platform/TQIsTodayExtenstion.h>
 #include <PLVCommon/platform/PLVBundle.h>
 #include <PLVCommon/platform/PLVPlist.h>
 #include <PLVCommon/shared/UserDefaultsExtras.h>

@@ -8,7 +8,7 @@
 #include "PLVCommon/theme/PLVColor.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
 #include "PLVCommon/theme/TQColor.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include "support/PLVTest.h"
 

@@ -1,9 +1,9 @@
 // Image tinting and composition, rounded paths with tangent arcs, colour
 // components, and named images from bundles, rendered into real images.
 #include "PLVCommon/platform/PLVBundle.h"
-#include "PLVCommon/widgets/BezierPathExtra.h"
-#include "PLVCommon/widgets/ColorExtras.h"
-#include "PLVCommon/widgets/ImageExtra.h"
+#include "PLVCommon/drawing/BezierPathExtra.h"
+#include "PLVCommon/drawing/ColorExtras.h"
+#include "PLVCommon/drawing/ImageExtra.h"
 
 #include "support/PLVTest.h"
 

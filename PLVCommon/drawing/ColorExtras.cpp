@@ -1,4 +1,4 @@
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include <QColorSpace>
 #include <QColorTransform>

@@ -1,7 +1,7 @@
-#include "PLVCommon/widgets/ImageExtra.h"
+#include "PLVCommon/drawing/ImageExtra.h"
 
 #include "PLVCommon/platform/PLVBundle.h"
-#include "PLVCommon/widgets/ColorExtras.h"
+#include "PLVCommon/drawing/ColorExtras.h"
 
 #include <QFileInfo>
 #include <QPainter>

@@ -1,4 +1,4 @@
-#include "PLVCommon/widgets/BezierPathExtra.h"
+#include "PLVCommon/drawing/BezierPathExtra.h"
 
 #include <algorithm>
 #include <cmath>
