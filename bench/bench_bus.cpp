@@ -10,7 +10,7 @@
 #include "PLVCommon/stats/TQBatteryInfo.h"
 #include "PLVCommon/stats/TQBluetoothInfo.h"
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -186,11 +186,4 @@ BENCHMARK(BM_BlueZSampler)->Name("bluez/sampler")->UseRealTime();
 
 } // namespace
 
-int main(int argc, char **argv)
-{
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char **argv) { return plvbench::main<QCoreApplication>(argc, argv); }

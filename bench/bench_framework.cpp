@@ -10,7 +10,7 @@
 #include <QTemporaryDir>
 #include <QThreadPool>
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 namespace {
 
@@ -68,13 +68,4 @@ BENCHMARK(tickBaseline)->Name("tick/baseline")->UseRealTime();
 BENCHMARK(tickFramework)->Name("tick/one_module")->Arg(1)->UseRealTime();
 BENCHMARK(tickFramework)->Name("tick/nine_modules")->Arg(9)->UseRealTime();
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir container;
-    qputenv("PLV_GROUP_CONTAINER", QFile::encodeName(container.path()));
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char **argv) { return plvbench::main<QCoreApplication>(argc, argv); }

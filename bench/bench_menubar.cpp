@@ -13,7 +13,7 @@
 #include <QPainter>
 #include <QTemporaryDir>
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 namespace {
 
@@ -87,16 +87,4 @@ BENCHMARK(menuBarText)->Name("status_item/menubar_text_2x");
 BENCHMARK(textStatusView)->Name("status_item/text_status_view_2x");
 BENCHMARK(toBusBytes)->Name("status_item/argb_for_the_bus_2x");
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir container;
-    qputenv("PLV_GROUP_CONTAINER", QFile::encodeName(container.path()));
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/plv-bench");
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char **argv) { return plvbench::main<QApplication>(argc, argv); }

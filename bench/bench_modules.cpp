@@ -16,7 +16,7 @@
 #include "PLVCommon/core/PLVModuleLoader.h"
 #include "PLVCommon/linux/PLVDiskSource.h"
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 #include <QApplication>
 #include <QDir>
@@ -34,28 +34,8 @@
 
 namespace {
 
-char gBuf[65536];
-
-size_t readFile(const std::string &path)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return 0;
-    const ssize_t n = ::read(fd, gBuf, sizeof gBuf);
-    ::close(fd);
-    return n > 0 ? size_t(n) : 0;
-}
-
-size_t listFolder(const std::string &path)
-{
-    size_t n = 0;
-    if (DIR *d = ::opendir(path.c_str())) {
-        while (::readdir(d))
-            ++n;
-        ::closedir(d);
-    }
-    return n;
-}
+using plvbench::listFolder;
+using plvbench::readFile;
 
 std::vector<std::string> subfolders(const char *path)
 {
@@ -131,7 +111,7 @@ struct Floor {
     {
         size_t n = listFolder("/sys/bus/pci/devices");
         for (const std::string &d : pciDevices)
-            if (readFile(d + "/class") > 3 && std::string(gBuf, 4) == "0x03")
+            if (readFile(d + "/class") > 3 && std::string(plvbench::readBuffer(), 4) == "0x03")
                 for (const char *f : {"/vendor", "/device", "/firmware_node/path", "/power/runtime_status",
                                       "/gpu_busy_percent", "/mem_info_vram_total", "/mem_info_vram_used"})
                     n += readFile(d + f);

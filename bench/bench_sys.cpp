@@ -12,7 +12,7 @@
 #include "PLVCommon/linux/PLVHwmonSource.h"
 #include "PLVCommon/linux/PLVNetSource.h"
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -28,28 +28,8 @@
 
 namespace {
 
-char gBuf[65536];
-
-size_t readFile(const std::string &path)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return 0;
-    const ssize_t n = ::read(fd, gBuf, sizeof gBuf);
-    ::close(fd);
-    return n > 0 ? size_t(n) : 0;
-}
-
-size_t listFolder(const std::string &path)
-{
-    size_t n = 0;
-    if (DIR *d = ::opendir(path.c_str())) {
-        while (::readdir(d))
-            ++n;
-        ::closedir(d);
-    }
-    return n;
-}
+using plvbench::listFolder;
+using plvbench::readFile;
 
 std::vector<std::string> files(const QString &root, const QStringList &nameFilters)
 {

@@ -10,7 +10,7 @@
 #include <QPainter>
 #include <QTemporaryDir>
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 #include <memory>
 #include <vector>
@@ -82,16 +82,4 @@ BENCHMARK(switchFifty)->Name("theme_switch/fifty_objects");
 BENCHMARK(tintBaseline)->Name("tint/baseline");
 BENCHMARK(tint)->Name("tint/tinted_32pt_at_2x");
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir container;
-    qputenv("PLV_GROUP_CONTAINER", QFile::encodeName(container.path()));
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/plv-bench");
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char **argv) { return plvbench::main<QApplication>(argc, argv); }

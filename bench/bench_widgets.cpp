@@ -14,7 +14,7 @@
 #include <QPainterPath>
 #include <QTemporaryDir>
 
-#include <benchmark/benchmark.h>
+#include "PLVBench.h"
 
 #include <cmath>
 #include <functional>
@@ -158,16 +158,4 @@ BENCHMARK(bar)->Name("bar_1x/kind")->ArgsProduct({{0, 1, 2}, {1}});
 BENCHMARK_CAPTURE(barFloor, x2, 2)->Name("bar_2x/baseline");
 BENCHMARK(bar)->Name("bar_2x/kind")->ArgsProduct({{0, 1, 2}, {2}});
 
-int main(int argc, char **argv)
-{
-    QTemporaryDir container;
-    qputenv("PLV_GROUP_CONTAINER", QFile::encodeName(container.path()));
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/plv-bench");
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}
+int main(int argc, char **argv) { return plvbench::main<QApplication>(argc, argv); }
