@@ -21,6 +21,12 @@ void PLVSamplingModuleModel::setSystemRoot(const PLVSysRoot &root)
     m_rootChanged = true;
 }
 
+void PLVSamplingModuleModel::rebuildSamplers()
+{
+    std::lock_guard lock(m_rootLock);
+    m_rootChanged = true;
+}
+
 QString PLVSamplingModuleModel::moduleIdentifier() const
 {
     const PLVBundle *bundle = PLVBundle::bundleForClass(metaObject());

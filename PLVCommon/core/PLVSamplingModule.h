@@ -52,6 +52,9 @@ protected:
     virtual QVariantMap sample() = 0;
     // Before the first sample and after every change of root: build the samplers.
     virtual void systemRootDidChange(const PLVSysRoot &root) = 0;
+    // Has the samplers rebuilt before the next sample, as a change of root
+    // does: for a source they are built from other than the root (a bus).
+    void rebuildSamplers();
 
     // Pushes v onto the history named key (350 points, created on first use)
     // and returns its values to publish, oldest first. A history not pushed

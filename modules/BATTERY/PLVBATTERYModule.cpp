@@ -9,63 +9,34 @@
 PLV_REGISTER_CLASS(PLVBATTERYModuleModel)
 PLV_REGISTER_CLASS(PLVBATTERYModuleController)
 
-PLVBATTERYModuleModel::PLVBATTERYModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
+PLVBATTERYModuleModel::PLVBATTERYModuleModel(QObject *parent) : PLVSamplingModuleModel(parent) {}
 
 PLVBATTERYModuleModel::~PLVBATTERYModuleModel() = default;
 
-void PLVBATTERYModuleModel::init()
-{
-    PLVGenericModuleModel::init();
-    m_history.initArraysWithMaxSize(PLVGraphArrays::kCapacity);
-    std::lock_guard lock(m_mutex);
-    rebuild();
-}
-
-void PLVBATTERYModuleModel::rebuild()
-{
-    m_battery = std::make_unique<TQBatteryInfo>(
-        m_root.isEmpty() ? PLVSysRoot() : PLVSysRoot(m_root),
-        m_busAddress.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(m_busAddress));
-}
-
-void PLVBATTERYModuleModel::setSystemRoot(const QString &root)
-{
-    std::lock_guard lock(m_mutex);
-    m_root = root;
-    rebuild();
-}
-
 void PLVBATTERYModuleModel::setSystemBusAddress(const QString &address)
 {
-    std::lock_guard lock(m_mutex);
-    m_busAddress = address;
-    rebuild();
+    {
+        std::lock_guard lock(m_busLock);
+        m_busAddress = address;
+    }
+    rebuildSamplers();
 }
 
-// The sampler leaves out what it does not know: what an earlier reading knew
-// must not stay on show.
-static void publish(const PLVModelData &data, const QVariantMap &values)
+void PLVBATTERYModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
-    for (const char *key : {"batterySource", "batteryPercentage", "batteryState", "batteryTimeToEmpty", "batteryTimeToFull",
-                            "batteryHealth", "batteryCycleCount", "batteryList"})
-        if (!values.contains(QLatin1String(key)))
-            data.remove(QLatin1String(key));
-    data.insert(values);
+    std::lock_guard lock(m_busLock);
+    m_battery = std::make_unique<TQBatteryInfo>(root, m_busAddress.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(m_busAddress));
 }
 
-QString PLVBATTERYModuleModel::durationText(qint64 seconds) const
+static QString durationText(qint64 seconds)
 {
     const qint64 minutes = (seconds + 30) / 60;
     return QStringLiteral("%1:%2").arg(minutes / 60).arg(minutes % 60, 2, 10, QLatin1Char('0'));
 }
 
-void PLVBATTERYModuleModel::updateModel()
+QVariantMap PLVBATTERYModuleModel::sample()
 {
-    QVariantMap values;
-    {
-        std::lock_guard lock(m_mutex);
-        values = m_battery->batteryData();
-    }
+    QVariantMap values = m_battery->batteryData();
     using Failure = PLVSystemBus::Failure;
     const auto failure = Failure(values.value(QStringLiteral("batteryServiceStatus")).toInt());
     const QString service = failure == Failure::None           ? PLVLoc(QStringLiteral("answering"))
@@ -83,10 +54,8 @@ void PLVBATTERYModuleModel::updateModel()
                                 "batteryHealthText", "batteryCyclesText", "batterySourceText"})
             values.insert(QLatin1String(key), none);
         values.insert(QStringLiteral("batterySummaryText"), PLVLoc(QStringLiteral("No battery found")));
-        m_history.addNewValue(0);
-        values.insert(QStringLiteral("batteryHistory"), m_history.valuesToPublish());
-        publish(modelData(), values);
-        return;
+        values.insert(QStringLiteral("batteryHistory"), pushHistory(QStringLiteral("batteryHistory"), 0));
+        return values;
     }
 
     using State = PLVPowerSupply::State;
@@ -108,8 +77,7 @@ void PLVBATTERYModuleModel::updateModel()
     values.insert(QStringLiteral("batteryChargeText"), charge);
     values.insert(QStringLiteral("batteryStatusText"),
                   state == State::Charging && percentage.isValid() ? charge + QStringLiteral(" ↑") : charge);
-    m_history.addNewValue(percentage.toFloat());
-    values.insert(QStringLiteral("batteryHistory"), m_history.valuesToPublish());
+    values.insert(QStringLiteral("batteryHistory"), pushHistory(QStringLiteral("batteryHistory"), percentage.toFloat()));
 
     QString time = none;
     if (const qint64 empty = values.value(QStringLiteral("batteryTimeToEmpty")).toLongLong(); empty > 0)
@@ -128,8 +96,5 @@ void PLVBATTERYModuleModel::updateModel()
     values.insert(QStringLiteral("batterySourceText"), fromUPower ? QStringLiteral("UPower") : PLVLoc(QStringLiteral("kernel")));
     values.insert(QStringLiteral("batterySummaryText"), stateText + QStringLiteral(", ") + charge
                                                             + (time == none ? QString() : QStringLiteral(", ") + time));
-    publish(modelData(), values);
+    return values;
 }
-
-PLVBATTERYModuleController::PLVBATTERYModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
-const QMetaObject *PLVBATTERYModuleController::modelObjClass() const { return &PLVBATTERYModuleModel::staticMetaObject; }

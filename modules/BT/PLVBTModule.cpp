@@ -8,31 +8,28 @@
 PLV_REGISTER_CLASS(PLVBTModuleModel)
 PLV_REGISTER_CLASS(PLVBTModuleController)
 
-PLVBTModuleModel::PLVBTModuleModel(QObject *parent) : PLVGenericModuleModel(parent) {}
+PLVBTModuleModel::PLVBTModuleModel(QObject *parent) : PLVSamplingModuleModel(parent) {}
 
 PLVBTModuleModel::~PLVBTModuleModel() = default;
 
-void PLVBTModuleModel::init()
-{
-    PLVGenericModuleModel::init();
-    std::lock_guard lock(m_mutex);
-    if (!m_bluetooth)
-        m_bluetooth = std::make_unique<TQBluetoothInfo>();
-}
-
 void PLVBTModuleModel::setSystemBusAddress(const QString &address)
 {
-    std::lock_guard lock(m_mutex);
-    m_bluetooth = std::make_unique<TQBluetoothInfo>(address.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(address));
+    {
+        std::lock_guard lock(m_busLock);
+        m_busAddress = address;
+    }
+    rebuildSamplers();
 }
 
-void PLVBTModuleModel::updateModel()
+void PLVBTModuleModel::systemRootDidChange(const PLVSysRoot &)
 {
-    QVariantMap values;
-    {
-        std::lock_guard lock(m_mutex);
-        values = m_bluetooth->bluetoothData();
-    }
+    std::lock_guard lock(m_busLock);
+    m_bluetooth = std::make_unique<TQBluetoothInfo>(m_busAddress.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(m_busAddress));
+}
+
+QVariantMap PLVBTModuleModel::sample()
+{
+    QVariantMap values = m_bluetooth->bluetoothData();
     using Failure = PLVSystemBus::Failure;
     const auto failure = Failure(values.value(QStringLiteral("bluetoothServiceStatus")).toInt());
     const int connected = values.value(QStringLiteral("bluetoothConnectedCount")).toInt();
@@ -76,8 +73,5 @@ void PLVBTModuleModel::updateModel()
     values.insert(QStringLiteral("bluetoothSummaryText"), summary);
     values.insert(QStringLiteral("bluetoothStatusText"), status);
     values.insert(QStringLiteral("bluetoothDevicesText"), lines.isEmpty() ? QStringLiteral("–") : lines.join(QStringLiteral(", ")));
-    modelData().insert(values);
+    return values;
 }
-
-PLVBTModuleController::PLVBTModuleController(QObject *parent) : PLVForwardingModuleController(parent) {}
-const QMetaObject *PLVBTModuleController::modelObjClass() const { return &PLVBTModuleModel::staticMetaObject; }

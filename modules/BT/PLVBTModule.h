@@ -1,6 +1,5 @@
 #pragma once
-#include "PLVCommon/core/PLVForwardingModuleController.h"
-#include "PLVCommon/core/PLVGenericModuleModel.h"
+#include "PLVCommon/core/PLVSamplingModule.h"
 
 #include <memory>
 #include <mutex>
@@ -9,28 +8,31 @@ class TQBluetoothInfo;
 
 // The Bluetooth module: the devices connected through BlueZ and their battery
 // levels, or plainly why there is nothing to show.
-class PLVBTModuleModel : public PLVGenericModuleModel
+class PLVBTModuleModel : public PLVSamplingModuleModel
 {
     Q_OBJECT
 public:
     Q_INVOKABLE explicit PLVBTModuleModel(QObject *parent = nullptr);
     ~PLVBTModuleModel() override;
-    void init() override;
-    void updateModel() override;
 
     // Asks BlueZ on another bus (empty: the system bus).
     Q_INVOKABLE void setSystemBusAddress(const QString &address);
 
+protected:
+    QVariantMap sample() override;
+    // BlueZ has no files under the root: only the bus matters.
+    void systemRootDidChange(const PLVSysRoot &root) override;
+
 private:
-    std::mutex m_mutex;
+    std::mutex m_busLock;
+    QString m_busAddress;
     std::unique_ptr<TQBluetoothInfo> m_bluetooth;
 };
 
-class PLVBTModuleController : public PLVForwardingModuleController
+class PLVBTModuleController : public PLVSamplingModuleController
 {
     Q_OBJECT
 public:
-    Q_INVOKABLE explicit PLVBTModuleController(QObject *parent = nullptr);
-    const QMetaObject *modelObjClass() const override;
-    QString moduleName() const override { return QStringLiteral("BT"); }
+    Q_INVOKABLE explicit PLVBTModuleController(QObject *parent = nullptr)
+        : PLVSamplingModuleController(&PLVBTModuleModel::staticMetaObject, QStringLiteral("BT"), parent) {}
 };
