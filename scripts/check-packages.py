@@ -19,10 +19,14 @@ SYSTEM_PREFIXES = ("/usr/", "/lib", "/bin/", "/sbin/", "/etc/", "/opt/")
 # Files that tools open while searching rather than because the build needs their package:
 # pkgconf reads every .pc file on its path (what a module really needs shows in its headers and
 # libraries); the C library reads locale.alias and loads the NSS modules nsswitch.conf names when
-# they happen to be there; dbus-daemon reads every service file, Qt every icon theme's index, and
-# Python every .pth file of its path.
+# they happen to be there, and ldconfig every ld.so.conf.d file; the linker loads every plugin in
+# bfd-plugins (LLVM's gold plugin brings libLLVM); dbus-daemon reads every service file,
+# systemd-analyze every unit, Qt every icon theme's index, Python every .pth file of its path, and
+# the desktop-entry lookup every entry.
 SCANNED = re.compile(r"\.pc$|\.pth$|^/usr/share/locale/locale\.alias$|/libnss_[^/]*\.so[.0-9]*$"
-                     r"|^/usr/share/dbus-1/(system-)?services/|^/usr/share/icons/[^/]+/index\.theme$")
+                     r"|^/etc/ld\.so\.conf\.d/|/bfd-plugins/|/libLLVM-[0-9.]+\.so"
+                     r"|^/usr/share/dbus-1/(system-)?services/|^/usr/share/icons/[^/]+/index\.theme$"
+                     r"|^(/usr)?/lib/systemd/(system|user)/|^/usr/share/applications/")
 CALL = re.compile(r'\b(?:openat|execve)\((?:AT_FDCWD, )?"(/[^"]*)"')
 
 
