@@ -15,7 +15,10 @@ for picture in theme-roles-light@1x theme-roles-dark@1x widget-palette-light@1x 
                PLVTextPanelView-dark@2x PLVTextStatusbarView-light@2x \
                PLVMenuBarText-light@2x PLVMenuBarText-dark@2x \
                PLVMenubarIndicatorsView-light@2x PLVMenubarIndicatorsView-dark@2x \
-               HVColorWell-light@1x PLVSmallControls-dark@1x; do
+               HVColorWell-light@1x PLVSmallControls-dark@1x \
+               PLVGraph-light@1x PLVGraph-dark@1x PLVGaugeViewMultiple-light@2x PLVGaugeViewMultiple-dark@2x \
+               PLVProgressbar-light@2x PLVProgressbar-dark@2x \
+               PLVGenericOverviewView-light@2x PLVGenericOverviewView-dark@2x; do
   cp "$out/$picture.png" "docs/gallery/$picture.png"
 done
 ls -l docs/gallery
