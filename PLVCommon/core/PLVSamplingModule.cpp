@@ -21,9 +21,16 @@ void PLVSamplingModuleModel::setSystemRoot(const PLVSysRoot &root)
     m_rootChanged = true;
 }
 
-void PLVSamplingModuleModel::rebuildSamplers()
+QString PLVSamplingModuleModel::systemBusAddress() const
 {
     std::lock_guard lock(m_rootLock);
+    return m_busAddress;
+}
+
+void PLVSamplingModuleModel::setSystemBusAddress(const QString &address)
+{
+    std::lock_guard lock(m_rootLock);
+    m_busAddress = address;
     m_rootChanged = true;
 }
 

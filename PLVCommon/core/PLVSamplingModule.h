@@ -39,6 +39,10 @@ public:
     PLVSysRoot systemRoot() const;
     void setSystemRoot(const PLVSysRoot &root);
     Q_INVOKABLE void setSystemRoot(const QString &root) { setSystemRoot(PLVSysRoot(root)); }
+    // The system bus the samplers ask (empty: the real one), for modules built
+    // on D-Bus services; a change rebuilds the samplers as a change of root does.
+    QString systemBusAddress() const;
+    Q_INVOKABLE void setSystemBusAddress(const QString &address);
 
     // The module's bundle identifier (of the bundle holding the final class).
     QString moduleIdentifier() const;
@@ -52,10 +56,6 @@ protected:
     virtual QVariantMap sample() = 0;
     // Before the first sample and after every change of root: build the samplers.
     virtual void systemRootDidChange(const PLVSysRoot &root) = 0;
-    // Has the samplers rebuilt before the next sample, as a change of root
-    // does: for a source they are built from other than the root (a bus).
-    void rebuildSamplers();
-
     // Pushes v onto the history named key (350 points, created on first use)
     // and returns its values to publish, oldest first. A history not pushed
     // during a tick is dropped after it: its sensor or interface is gone.
@@ -64,6 +64,7 @@ protected:
 private:
     mutable std::mutex m_rootLock;
     PLVSysRoot m_root;
+    QString m_busAddress;
     bool m_rootChanged = true;
     QSet<QString> m_published;
     std::map<QString, std::unique_ptr<PLVGraphArrays>> m_histories;

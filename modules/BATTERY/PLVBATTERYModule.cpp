@@ -13,19 +13,10 @@ PLVBATTERYModuleModel::PLVBATTERYModuleModel(QObject *parent) : PLVSamplingModul
 
 PLVBATTERYModuleModel::~PLVBATTERYModuleModel() = default;
 
-void PLVBATTERYModuleModel::setSystemBusAddress(const QString &address)
-{
-    {
-        std::lock_guard lock(m_busLock);
-        m_busAddress = address;
-    }
-    rebuildSamplers();
-}
-
 void PLVBATTERYModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
-    std::lock_guard lock(m_busLock);
-    m_battery = std::make_unique<TQBatteryInfo>(root, m_busAddress.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(m_busAddress));
+    const QString bus = systemBusAddress();
+    m_battery = std::make_unique<TQBatteryInfo>(root, bus.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(bus));
 }
 
 static QString durationText(qint64 seconds)

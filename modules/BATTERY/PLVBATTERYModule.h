@@ -2,7 +2,6 @@
 #include "PLVCommon/core/PLVSamplingModule.h"
 
 #include <memory>
-#include <mutex>
 
 class TQBatteryInfo;
 
@@ -15,16 +14,11 @@ public:
     Q_INVOKABLE explicit PLVBATTERYModuleModel(QObject *parent = nullptr);
     ~PLVBATTERYModuleModel() override;
 
-    // Asks UPower on another bus (empty: the system bus).
-    Q_INVOKABLE void setSystemBusAddress(const QString &address);
-
 protected:
     QVariantMap sample() override;
     void systemRootDidChange(const PLVSysRoot &root) override;
 
 private:
-    std::mutex m_busLock;
-    QString m_busAddress;
     std::unique_ptr<TQBatteryInfo> m_battery;
 };
 

@@ -12,19 +12,10 @@ PLVBTModuleModel::PLVBTModuleModel(QObject *parent) : PLVSamplingModuleModel(par
 
 PLVBTModuleModel::~PLVBTModuleModel() = default;
 
-void PLVBTModuleModel::setSystemBusAddress(const QString &address)
-{
-    {
-        std::lock_guard lock(m_busLock);
-        m_busAddress = address;
-    }
-    rebuildSamplers();
-}
-
 void PLVBTModuleModel::systemRootDidChange(const PLVSysRoot &)
 {
-    std::lock_guard lock(m_busLock);
-    m_bluetooth = std::make_unique<TQBluetoothInfo>(m_busAddress.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(m_busAddress));
+    const QString bus = systemBusAddress();
+    m_bluetooth = std::make_unique<TQBluetoothInfo>(bus.isEmpty() ? nullptr : std::make_shared<PLVSystemBus>(bus));
 }
 
 QVariantMap PLVBTModuleModel::sample()

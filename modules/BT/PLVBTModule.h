@@ -2,7 +2,6 @@
 #include "PLVCommon/core/PLVSamplingModule.h"
 
 #include <memory>
-#include <mutex>
 
 class TQBluetoothInfo;
 
@@ -15,17 +14,12 @@ public:
     Q_INVOKABLE explicit PLVBTModuleModel(QObject *parent = nullptr);
     ~PLVBTModuleModel() override;
 
-    // Asks BlueZ on another bus (empty: the system bus).
-    Q_INVOKABLE void setSystemBusAddress(const QString &address);
-
 protected:
     QVariantMap sample() override;
     // BlueZ has no files under the root: only the bus matters.
     void systemRootDidChange(const PLVSysRoot &root) override;
 
 private:
-    std::mutex m_busLock;
-    QString m_busAddress;
     std::unique_ptr<TQBluetoothInfo> m_bluetooth;
 };
 
