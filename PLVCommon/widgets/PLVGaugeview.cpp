@@ -1,5 +1,6 @@
 #include "PLVGaugeview.h"
 
+#include "PLVCommon/drawing/PLVRingRaster.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 
 #include <QPainter>
@@ -14,13 +15,6 @@ PLV_REGISTER_CLASS(PLVGaugeViewMultiple)
 namespace {
 
 constexpr double kGraphHeight = 18.0; // every form draws on 18 points above y = 2
-
-// Appends an arc of our y-up coordinates, counter-clockwise from `start` to
-// `end` degrees. Qt measures its angles with y down, hence the signs.
-void arcCCW(QPainterPath &path, QPointF centre, double radius, double start, double end)
-{
-    path.arcTo(QRectF(centre.x() - radius, centre.y() - radius, 2 * radius, 2 * radius), -start, -(end - start));
-}
 
 } // namespace
 
@@ -178,41 +172,15 @@ void PLVGaugeview::updateGaugeSimple(QPainter &painter)
 
 void PLVGaugeview::updateGaugePie(QPainter &painter)
 {
-    const double a = double(90.0f - (shownPercent() / 100.0f) * 360.0f);
-    const QPointF centre(8, 11);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(m_outerColor);
-    painter.drawEllipse(QRectF(0, 3, 16, 16));
-    if (a >= 90)
-        return;
-    QPainterPath wedge(centre);
-    arcCCW(wedge, centre, 8, a, 90);
-    wedge.lineTo(centre);
-    painter.fillPath(wedge, m_innerColor);
+    // A disc of radius 8, and the value's wedge over it.
+    PLVRingRaster::draw(painter, QPointF(8, 11), 8, 0, m_outerColor, m_innerColor, shownPercent() * 3.6);
 }
 
 void PLVGaugeview::updateGaugeRing(QPainter &painter)
 {
-    // The 3-point stroke of radius 6.5 is the annulus between radii 5 and 8,
-    // with flat ends along the radii; filled as such it costs a fraction of a
-    // stroke.
-    const double a = double(90.0f - (shownPercent() / 100.0f) * 360.0f);
-    const QPointF centre(8, 11);
-    const QRectF outer(0, 3, 16, 16), inner(3, 6, 10, 10);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath track;
-    track.addEllipse(outer);
-    track.addEllipse(inner); // odd-even: the hole
-    painter.fillPath(track, m_outerColor);
-    if (a >= 90)
-        return;
-    QPainterPath arc;
-    arc.arcMoveTo(outer, -a);
-    arcCCW(arc, centre, 8, a, 90);
-    arc.arcTo(inner, -90, 90 - a); // back along the inner edge, clockwise
-    arc.closeSubpath();
-    painter.fillPath(arc, m_innerColor);
+    // The 3-point stroke of radius 6.5: the annulus between radii 5 and 8,
+    // with flat ends along the radii.
+    PLVRingRaster::draw(painter, QPointF(8, 11), 8, 5, m_outerColor, m_innerColor, shownPercent() * 3.6);
 }
 
 void PLVGaugeview::updateGaugeGraph(QPainter &painter)
