@@ -19,14 +19,21 @@ namespace {
 constexpr double kRingWidth = 7.0;
 constexpr double kTextHeight = 16.0;
 
-// A text centred at the top of its rectangle, cut short with an ellipsis when
-// it is wider.
+// A text centred at the top of its rectangle. The tile's widths were chosen
+// for narrower fonts than most Linux desktops use, where "100%" would lose its
+// last digit: a text that is too wide is first set up to a fifth smaller, and
+// only what still does not fit is cut short with an ellipsis.
 void drawCentred(QPainter &painter, const QString &text, const QRectF &rect, const QFont &font, const QColor &color)
 {
     if (text.isEmpty() || rect.width() <= 0)
         return;
-    const QString shown = QFontMetricsF(font).elidedText(text, Qt::ElideRight, rect.width());
-    PLVView::drawStringInRect(painter, shown, rect, font, color, Qt::AlignHCenter | Qt::AlignTop);
+    QFont fitted = font;
+    const int size = font.pixelSize(); // the theme's fonts are sized in view points
+    for (int smaller = size - 1; smaller >= size * 4 / 5 && QFontMetricsF(fitted).horizontalAdvance(text) > rect.width();
+         --smaller)
+        fitted.setPixelSize(smaller);
+    const QString shown = QFontMetricsF(fitted).elidedText(text, Qt::ElideRight, rect.width());
+    PLVView::drawStringInRect(painter, shown, rect, fitted, color, Qt::AlignHCenter | Qt::AlignTop);
 }
 
 } // namespace
