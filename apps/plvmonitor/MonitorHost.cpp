@@ -104,7 +104,7 @@ QString MonitorHost::describe(const QString &shortName, const QVariantMap &value
 void MonitorHost::printLine()
 {
     QStringList modules;
-    for (const QString &id : std::as_const(m_order)) {
+    for (const QString &id : m_printed.isEmpty() ? std::as_const(m_order) : std::as_const(m_printed)) {
         const auto controller = m_modules.value(id);
         if (!controller || !controller->modulemodelobj())
             continue;

@@ -25,6 +25,8 @@ public:
 
     MonitorHost(const Options &options, QTextStream &out, QObject *parent = nullptr);
     ~MonitorHost() override;
+    // The modules the lines describe, in order (all loaded ones until set).
+    void setPrinted(const QStringList &identifiers) { m_printed = identifiers; }
 
     // Sets up and registers one module; the host owns it from now on.
     void addModule(PLVGenericModuleController *controller);
@@ -49,6 +51,7 @@ private:
     PLVModulesDictionary m_modules;
     PLVTimer *m_timer = nullptr;
     QStringList m_order;
+    QStringList m_printed;
     QSet<QString> m_reported;
     int m_lines = 0;
 };

@@ -142,6 +142,7 @@ int main(int argc, char **argv)
         if (chosen.isEmpty())
             return 2;
     }
+    host.setPrinted(chosen);
 
     std::unique_ptr<TrayController> tray;
     std::unique_ptr<BarOutput> barOutput;

@@ -109,11 +109,17 @@ TEST(Plvmonitor, RunsWholeModulesOnARecordedMachineWithOfflineCPUs)
     viaVariable.insert(QStringLiteral("PLV_SYSTEM_ROOT"), tree);
     const QStringList ticks{QStringLiteral("--interval"), QStringLiteral("0.05"), QStringLiteral("--ticks"), QStringLiteral("3")};
     const QRegularExpression cores(QStringLiteral("CPU cpuCoreUsageText=((?:\\d+% )*)\\S.* loadAverageText=(\\S+ \\S+ \\S+) "));
+    // --only limits the lines to the modules named, in their order.
+    const QStringList only{QStringLiteral("--only"), QStringLiteral("mem,cpu")};
     for (const auto &[args, environment] : {std::pair{QStringList{QStringLiteral("--root"), tree} + ticks, env},
-                                            std::pair{ticks, viaVariable}}) {
+                                            std::pair{ticks + only, viaVariable}}) {
         const MonitorRun r = plvmonitor(args, environment);
         ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
         ASSERT_EQ(r.lines.size(), 3);
+        EXPECT_EQ(r.lines.last().contains(QStringLiteral("| NET ")), !args.contains(QStringLiteral("--only")));
+        if (args.contains(QStringLiteral("--only"))) {
+            EXPECT_LT(r.lines.last().indexOf(QStringLiteral("MEM ")), r.lines.last().indexOf(QStringLiteral("CPU ")));
+        }
         ASSERT_TRUE(cores.match(r.lines.last()).hasMatch()) << r.lines.last().toStdString();
         QStringList first;
         for (const QString &line : r.lines) {
