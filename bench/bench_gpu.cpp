@@ -8,6 +8,9 @@
 // own overhead, and the "nvml_calls" counter the calls each way makes. On real
 // hardware a session start also attaches the GPU (and, without persistence
 // mode, the driver sets the GPU up again), which these numbers cannot show.
+// Where this machine has an NVIDIA GPU and its driver's NVML, the same three
+// run again against the real library and sysfs (gpu_nvml_real/...); elsewhere
+// that group reports itself skipped.
 #include "PLVCommon/linux/PLVGPUSources.h"
 
 #include <benchmark/benchmark.h>
@@ -104,8 +107,73 @@ void BM_baseline(benchmark::State &state)
     }
 }
 
+// The first NVIDIA display controller of this machine's sysfs, or empty.
+QString realNvidiaDevice()
+{
+    const QDir devices(QStringLiteral("/sys/bus/pci/devices"));
+    for (const QString &name : devices.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+        auto read = [&](const char *file) {
+            QFile f(devices.filePath(name) + QLatin1Char('/') + QLatin1String(file));
+            return f.open(QIODevice::ReadOnly) ? f.readAll().trimmed() : QByteArray();
+        };
+        if (read("vendor") == "0x10de" && read("class").startsWith("0x03"))
+            return name;
+    }
+    return {};
+}
+
+void realSysfs(benchmark::State &state)
+{
+    const QString address = realNvidiaDevice();
+    if (address.isEmpty())
+        return state.SkipWithError("no NVIDIA GPU here");
+    const QByteArray dir = QFile::encodeName(QStringLiteral("/sys/bus/pci/devices/") + address);
+    char buf[4096];
+    for (auto _ : state) {
+        const int fd = ::open(dir.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        for (const char *name : {"class", "vendor", "device", "power/runtime_status", "power/control"}) {
+            const int f = ::openat(fd, name, O_RDONLY | O_CLOEXEC);
+            benchmark::DoNotOptimize(::read(f, buf, sizeof buf));
+            ::close(f);
+        }
+        char link[256];
+        benchmark::DoNotOptimize(::readlinkat(fd, "driver", link, sizeof link));
+        ::close(fd);
+    }
+}
+
+void realQuery(benchmark::State &state, bool keepOpen)
+{
+    const QString address = realNvidiaDevice();
+    const auto nvml = PLVNVML::system();
+    if (address.isEmpty() || !nvml->isAvailable())
+        return state.SkipWithError("no NVIDIA GPU or no NVML here");
+    if (nvml->query({address}, keepOpen).value(address).memory == std::nullopt)
+        return state.SkipWithError("NVML gave no statistics");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(nvml->query({address}, keepOpen));
+    nvml->close();
+}
+
+// The whole GPU refresh of the real machine, as the GPU module makes it.
+void realRefresh(benchmark::State &state)
+{
+    if (realNvidiaDevice().isEmpty())
+        return state.SkipWithError("no NVIDIA GPU here");
+    PLVGPUSources sources;
+    double now = 0;
+    sources.setClock([&now] { return now += 60000; });
+    sources.read();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(sources.read());
+}
+
 } // namespace
 
+BENCHMARK(realSysfs)->Name("gpu_nvml_real/baseline");
+BENCHMARK_CAPTURE(realQuery, kept, true)->Name("gpu_nvml_real/session_kept");
+BENCHMARK_CAPTURE(realQuery, per_read, false)->Name("gpu_nvml_real/session_per_read");
+BENCHMARK(realRefresh)->Name("gpu_nvml_real/refresh");
 BENCHMARK(BM_baseline)->Name("gpu_nvml/baseline");
 BENCHMARK_CAPTURE(refresh, kept, "on\n")->Name("gpu_nvml/session_kept");
 BENCHMARK_CAPTURE(refresh, per_read, "auto\n")->Name("gpu_nvml/session_per_read");

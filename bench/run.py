@@ -38,9 +38,12 @@ def run_program(path, flt, repetitions):
     if not out.strip():  # nothing matched the filter
         return results
     for b in json.loads(out)["benchmarks"]:
+        name = b.get("run_name", b["name"])
+        if b.get("error_occurred"):  # skipped where this machine lacks what it needs
+            print(f"# {name}: skipped: {b.get('error_message', '')}", file=sys.stderr)
+            continue
         if b.get("aggregate_name", "median") != "median":
             continue
-        name = b.get("run_name", b["name"])
         unit = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[b.get("time_unit", "ns")]
         secs = b["real_time"] * unit
         # A case that processes several items per iteration is reported per item.
