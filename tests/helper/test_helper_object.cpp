@@ -5,7 +5,7 @@
 #include "PLVCommon/helper/PLVHelperObject.h"
 #include "PLVCommon/linux/PLVSystemdJobs.h"
 #include "PLVCommon/platform/PLVDispatch.h"
-#include "PLVTestBus.h"
+#include "support/PLVTestBus.h"
 #include "support/PLVTest.h"
 
 #include <QCoreApplication>

@@ -1,6 +1,6 @@
 // plvhelper, the real program, on private buses: its methods over a fixture
 // powercap tree, what it refuses, its rate limit, and its D-Bus policy.
-#include "PLVTestBus.h"
+#include "support/PLVTestBus.h"
 #include "support/PLVTest.h"
 
 #include <QCoreApplication>

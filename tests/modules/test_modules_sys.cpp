@@ -63,11 +63,7 @@ QStringList field(const QVariantList &list, const char *key)
     return r;
 }
 
-struct FixtureCopy {
-    QTemporaryDir dir;
-    explicit FixtureCopy(const char *name) { EXPECT_TRUE(plvtest::copyTree(plvtest::fixturePath(QLatin1String(name)), dir.path())); }
-    QString path(const QString &relative) const { return dir.path() + QLatin1Char('/') + relative; }
-};
+using plvtest::FixtureCopy;
 
 const QRegularExpression kRate(u"^\\d+(\\.\\d)? [KMGT]?B/s$"_s);
 
@@ -78,7 +74,7 @@ TEST(SystemModules, DisksOnADesktopTreeThenAVolumeGone)
     FixtureCopy fx("disks-desktop");
     for (const char *mp : {"/", "/boot/efi", "/home", "/mnt/nas", "media/user/USB STICK"})
         ASSERT_TRUE(QDir().mkpath(fx.path(QLatin1String(mp))));
-    Controller disk = load(u"Disk"_s, fx.dir.path());
+    Controller disk = load(u"Disk"_s, fx.path());
     ASSERT_NE(disk, nullptr);
     EXPECT_EQ(disk->bundleIdentifier(), u"com.tallowcrest.plvDisk"_s);
     tick(disk);
@@ -106,7 +102,7 @@ TEST(SystemModules, DisksOnADesktopTreeThenAVolumeGone)
 TEST(SystemModules, TemperaturesOfALaptopInTheChosenUnitAndWithoutASensorThatLeft)
 {
     FixtureCopy fx("sys-laptop");
-    Controller temp = load(u"TEMP"_s, fx.dir.path());
+    Controller temp = load(u"TEMP"_s, fx.path());
     ASSERT_NE(temp, nullptr);
     PLVPreferencesForModules::standardUserDefaults()->setObject(0, u"temperatureUnit"_s, u"com.tallowcrest.plvTEMP"_s);
     tick(temp);
@@ -151,7 +147,7 @@ TEST(SystemModules, FansOfALaptop)
 TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
 {
     FixtureCopy fx("net-laptop");
-    Controller net = load(u"NET"_s, fx.dir.path());
+    Controller net = load(u"NET"_s, fx.path());
     ASSERT_NE(net, nullptr);
     tick(net);
     EXPECT_EQ(field(value(net, "netInterfaces").toList(), "name"), (QStringList{u"enp0s31f6"_s, u"wlp2s0"_s, u"docker0"_s}));
@@ -174,7 +170,7 @@ TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
 TEST(SystemModules, ProcessorOfATreeWithTwoCPUsOfflineThenBusy)
 {
     FixtureCopy fx("proc-cpu/offline-middle");
-    Controller cpu = load(u"CPU"_s, fx.dir.path());
+    Controller cpu = load(u"CPU"_s, fx.path());
     ASSERT_NE(cpu, nullptr);
     tick(cpu);
     // Since boot: 450 busy ticks of 1000 on average over the six online CPUs.
