@@ -95,10 +95,7 @@ struct Fixture {
 // is measured in children started at 1x and at 2x.
 PLV_TEST_CHILD(wellSizes)
 {
-    int argc = 1;
-    char name[] = "wells";
-    char *argv[] = {name, nullptr};
-    QApplication app(argc, argv);
+    QApplication app(plvtest::childArgc, plvtest::childArgv);
     HVColorWell regular, small;
     small.setSizeType(1);
     const QSizeF r = regular.intrinsicContentSize(), s = small.intrinsicContentSize();

@@ -211,11 +211,8 @@ TEST(ModuleFramework, AMissingInterfaceFileLeavesNullViews)
 // In the widget host only the widget's views are bound, once the module is set up.
 PLV_TEST_CHILD(framework_widget_binding)
 {
-    int argc = 1;
-    char name[] = "widget";
-    char *argv[] = {name, nullptr};
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    WidgetHostApplication app(argc, argv);
+    WidgetHostApplication app(plvtest::childArgc, plvtest::childArgv);
     PLVGenericModuleController *controller = loadTestModule();
     if (!controller)
         return 2;

@@ -30,6 +30,10 @@ QHash<QString, ChildMain> &children()
 }
 } // namespace
 
+static char childName[] = "plv-test-child";
+int childArgc = 1;
+char *childArgv[] = {childName, nullptr};
+
 bool registerChild(const char *name, ChildMain main)
 {
     children().insert(QString::fromLatin1(name), std::move(main));

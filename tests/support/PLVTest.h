@@ -25,6 +25,9 @@ namespace plvtest {
 using ChildMain = std::function<int(const QStringList &args)>;
 bool registerChild(const char *name, ChildMain main);
 int runChildMain(int argc, char **argv);
+// argc/argv for a child's application object, which keeps references to both.
+extern int childArgc;
+extern char *childArgv[];
 
 struct ChildResult {
     int exitCode = -1;
