@@ -145,7 +145,6 @@ TEST(ModuleFramework, ControllerSetUpAndTearDownRules)
     // A store given before set-up reaches no view controller.
     PLVPreferencesForModules *store = PLVPreferencesForModules::standardUserDefaults();
     controller->setPlvPreferencesDefault(store);
-    EXPECT_EQ(controller->plvPreferencesDefault(), store);
     controller->initMainApp();
     auto *vc = qobject_cast<PLVGenericViewController *>(controller->viewcontroller());
     ASSERT_NE(vc, nullptr);
