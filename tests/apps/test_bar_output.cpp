@@ -5,6 +5,7 @@
 #include "ModuleFace.h"
 
 #include "support/PLVTest.h"
+#include "test_monitor_run.h"
 
 #include <gtest/gtest.h>
 
@@ -141,31 +142,13 @@ TEST(BarOutput, PercentagesAreTakenFromTheText)
 
 namespace {
 
-struct MonitorRun {
-    int exitCode = -1;
-    QList<QByteArray> lines;
-    QByteArray err;
-};
-
-MonitorRun plvmonitor(const QStringList &args, const QByteArray &extraText = {})
+// A real module's text extended by extraText.
+MonitorRun runWith(const QStringList &args, const QByteArray &extraText = {})
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("PLV_PLUGINS_PATH"), QStringLiteral(PLV_TEST_BUNDLES_DIR));
     env.insert(QStringLiteral("PLV_TEST_MODULE_TEXT"), QString::fromUtf8(extraText));
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), args);
-    MonitorRun r;
-    if (!p.waitForFinished(60000)) {
-        p.kill();
-        p.waitForFinished();
-    }
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.lines = p.readAllStandardOutput().split('\n');
-    if (!r.lines.isEmpty() && r.lines.last().isEmpty())
-        r.lines.removeLast();
-    r.err = p.readAllStandardError();
-    return r;
+    return plvmonitor(args, env);
 }
 
 } // namespace
@@ -176,30 +159,30 @@ TEST(BarOutput, PlvmonitorSpeaksEachProtocolOnARealModule)
     const QByteArray nasty = " \"<i>\" %{F#f00}\nnext 🔥";
     const QStringList common{QStringLiteral("--interval"), QStringLiteral("0.05"), QStringLiteral("--ticks"), QStringLiteral("3")};
 
-    const MonitorRun waybar = plvmonitor(common + QStringList{QStringLiteral("--bar"), QStringLiteral("waybar")}, nasty);
+    const MonitorRun waybar = runWith(common + QStringList{QStringLiteral("--bar"), QStringLiteral("waybar")}, nasty);
     ASSERT_EQ(waybar.exitCode, 0) << waybar.err.toStdString();
-    ASSERT_EQ(waybar.lines.size(), 3);
+    ASSERT_EQ(waybar.rawLines.size(), 3);
     QStringList texts;
-    for (const QByteArray &line : waybar.lines)
+    for (const QByteArray &line : waybar.rawLines)
         texts << parseObject(line).value(QStringLiteral("text")).toString();
     EXPECT_TRUE(texts[0].startsWith(QStringLiteral("tick "))) << texts[0].toStdString();
     EXPECT_NE(texts[0], texts[2]) << "the values move";
 
-    const MonitorRun i3 = plvmonitor(common + QStringList{QStringLiteral("--bar"), QStringLiteral("i3bar")}, nasty);
+    const MonitorRun i3 = runWith(common + QStringList{QStringLiteral("--bar"), QStringLiteral("i3bar")}, nasty);
     ASSERT_EQ(i3.exitCode, 0) << i3.err.toStdString();
-    ASSERT_EQ(i3.lines.size(), 5) << "header, opening bracket, three updates";
-    EXPECT_EQ(parseObject(i3.lines[0]).value(QStringLiteral("version")).toInt(), 1);
-    EXPECT_EQ(i3.lines[1], "[");
+    ASSERT_EQ(i3.rawLines.size(), 5) << "header, opening bracket, three updates";
+    EXPECT_EQ(parseObject(i3.rawLines[0]).value(QStringLiteral("version")).toInt(), 1);
+    EXPECT_EQ(i3.rawLines[1], "[");
     for (int i = 2; i < 5; ++i) {
-        const QByteArray body = i == 2 ? i3.lines[i] : i3.lines[i].mid(1);
-        ASSERT_TRUE(QJsonDocument::fromJson(body).isArray()) << i3.lines[i].toStdString();
+        const QByteArray body = i == 2 ? i3.rawLines[i] : i3.rawLines[i].mid(1);
+        ASSERT_TRUE(QJsonDocument::fromJson(body).isArray()) << i3.rawLines[i].toStdString();
     }
 
     for (const QString &plain : {QStringLiteral("polybar"), QStringLiteral("text")}) {
-        const MonitorRun r = plvmonitor(common + QStringList{QStringLiteral("--bar"), plain}, nasty);
+        const MonitorRun r = runWith(common + QStringList{QStringLiteral("--bar"), plain}, nasty);
         ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
-        ASSERT_EQ(r.lines.size(), 3) << plain.toStdString();
-        EXPECT_TRUE(r.lines[0].contains("tick ")) << r.lines[0].toStdString();
+        ASSERT_EQ(r.rawLines.size(), 3) << plain.toStdString();
+        EXPECT_TRUE(r.rawLines[0].contains("tick ")) << r.rawLines[0].toStdString();
     }
 
     // A bar reads a pipe that stays open: each update must arrive as it happens.
@@ -213,10 +196,10 @@ TEST(BarOutput, PlvmonitorSpeaksEachProtocolOnARealModule)
     live.kill();
     live.waitForFinished();
 
-    const MonitorRun bad = plvmonitor({QStringLiteral("--bar"), QStringLiteral("lemonade")});
+    const MonitorRun bad = runWith({QStringLiteral("--bar"), QStringLiteral("lemonade")});
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_TRUE(bad.err.contains("--bar")) << bad.err.toStdString();
-    const MonitorRun unknown = plvmonitor({QStringLiteral("--bar"), QStringLiteral("text"), QStringLiteral("--only"), QStringLiteral("zzz")});
+    const MonitorRun unknown = runWith({QStringLiteral("--bar"), QStringLiteral("text"), QStringLiteral("--only"), QStringLiteral("zzz")});
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_TRUE(unknown.err.contains("zzz")) << unknown.err.toStdString();
 }

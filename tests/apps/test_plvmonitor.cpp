@@ -2,6 +2,7 @@
 #include "PLVCommon/platform/PLVPlist.h"
 #include "support/PLVTest.h"
 #include "support/PLVTestBus.h"
+#include "test_monitor_run.h"
 
 #include <QFile>
 #include <QProcess>
@@ -13,28 +14,6 @@
 #include <utility>
 
 namespace {
-
-struct MonitorRun {
-    int exitCode = -1;
-    QStringList lines;
-    QByteArray err;
-};
-
-MonitorRun plvmonitor(const QStringList &args, const QProcessEnvironment &env = QProcessEnvironment::systemEnvironment())
-{
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), args);
-    MonitorRun r;
-    if (!p.waitForFinished(60000)) {
-        p.kill();
-        p.waitForFinished();
-    }
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.lines = QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    r.err = p.readAllStandardError();
-    return r;
-}
 
 QProcessEnvironment withoutPlugIns()
 {

@@ -50,27 +50,9 @@ public:
 
 QImage render(QWidget *w, qreal scale, const QColor &background = Qt::magenta)
 {
-    QImage img(w->size() * scale, QImage::Format_ARGB32_Premultiplied);
-    img.setDevicePixelRatio(scale);
-    img.fill(background);
-    w->render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
-    return img;
+    return plvtest::render(*w, scale, background);
 }
-
-// The pixel at (x, y) of a view's coordinates, origin bottom left.
-QColor at(const QImage &img, qreal x, qreal y)
-{
-    const qreal r = img.devicePixelRatio();
-    const int px = std::clamp(int(x * r), 0, img.width() - 1);
-    const int py = std::clamp(int(img.height() - y * r), 0, img.height() - 1);
-    return img.pixelColor(px, py);
-}
-
-bool near(const QColor &a, const QColor &b, int tolerance = 3)
-{
-    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
-        && std::abs(a.blue() - b.blue()) <= tolerance;
-}
+using plvtest::at, plvtest::near;
 
 // A shown well in a window, wired to a target.
 struct Fixture {
@@ -113,10 +95,7 @@ struct Fixture {
 // is measured in children started at 1x and at 2x.
 PLV_TEST_CHILD(wellSizes)
 {
-    int argc = 1;
-    char name[] = "wells";
-    char *argv[] = {name, nullptr};
-    QApplication app(argc, argv);
+    QApplication app(plvtest::childArgc, plvtest::childArgv);
     HVColorWell regular, small;
     small.setSizeType(1);
     const QSizeF r = regular.intrinsicContentSize(), s = small.intrinsicContentSize();
@@ -411,15 +390,13 @@ TEST(HVColorWell, PopoverOpensBelowTheSwatchOrAboveItAtTheScreensBottom)
 TEST(HVColorWell, TooltipsSayWhatSwatchAndButtonDoInTheUsersLanguage)
 {
     Fixture f;
-    const QLocale saved;
-    QLocale::setDefault(QLocale(QStringLiteral("fr_FR")));
+    plvtest::ScopedLocale french(QStringLiteral("fr_FR"));
     for (const auto &[point, text] : {std::pair{f.swatch(), "Cliquez pour choisir une couleur."},
                                       std::pair{f.button(), "Cliquez pour afficher plus de couleurs ou les vôtres."}}) {
         QHelpEvent help(QEvent::ToolTip, point, f.well->mapToGlobal(point));
         QApplication::sendEvent(f.well, &help);
         EXPECT_EQ(QToolTip::text(), QString::fromUtf8(text));
     }
-    QLocale::setDefault(saved);
     QToolTip::hideText();
 }
 

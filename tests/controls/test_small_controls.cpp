@@ -26,16 +26,6 @@
 
 namespace {
 
-class FrenchLocale
-{
-public:
-    FrenchLocale() { QLocale::setDefault(QLocale(QStringLiteral("fr_FR"))); }
-    ~FrenchLocale() { QLocale::setDefault(m_saved); }
-
-private:
-    QLocale m_saved;
-};
-
 const char *const kInterface = R"(<?xml version="1.0" encoding="UTF-8"?>
 <ui version="4.0">
  <class>Pane</class>
@@ -64,19 +54,13 @@ const char *const kInterface = R"(<?xml version="1.0" encoding="UTF-8"?>
 </ui>
 )";
 
-QImage render(QWidget *w, const QColor &background)
-{
-    QImage img(w->size(), QImage::Format_ARGB32_Premultiplied);
-    img.fill(background);
-    w->render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
-    return img;
-}
+QImage render(QWidget *w, const QColor &background) { return plvtest::render(*w, 1, background); }
 
 } // namespace
 
 TEST(SmallControls, InterfaceFileTitlesAreLocalisedOnceLoaded)
 {
-    FrenchLocale french;
+    plvtest::ScopedLocale french(QStringLiteral("fr_FR"));
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("Pane.ui"));
     ASSERT_TRUE(plvtest::writeFile(path, kInterface));
@@ -127,7 +111,7 @@ TEST(SmallControls, InterfaceFileTitlesAreLocalisedOnceLoaded)
 
 TEST(SmallControls, AModulesOwnControlTranslatesWithItsBundlesTable)
 {
-    FrenchLocale french;
+    plvtest::ScopedLocale french(QStringLiteral("fr_FR"));
     PLVBundle *probe = PLVBundle::bundleWithPath(QStringLiteral(PLV_TEST_BUNDLES_DIR "/ControlsProbe.plvbundle3"));
     ASSERT_TRUE(probe);
     ASSERT_TRUE(probe->load()) << probe->loadError().toStdString();

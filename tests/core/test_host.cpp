@@ -17,11 +17,6 @@ public:
     using QApplication::QApplication;
 };
 
-// argc/argv that outlive the application object built on them.
-int hostArgc = 1;
-char hostName[] = "host";
-char *hostArgv[] = {hostName, nullptr};
-
 int report()
 {
     std::printf("%s", TQIsTodayExtenstion::isTodayExtention() ? "widget" : "monitor");
@@ -32,13 +27,13 @@ int report()
 
 PLV_TEST_CHILD(host_as_widget)
 {
-    WidgetHostApplication app(hostArgc, hostArgv);
+    WidgetHostApplication app(plvtest::childArgc, plvtest::childArgv);
     return report();
 }
 
 PLV_TEST_CHILD(host_as_core)
 {
-    QCoreApplication app(hostArgc, hostArgv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     return report();
 }
 
@@ -48,11 +43,11 @@ PLV_TEST_CHILD(host_without_application) { return report(); }
 PLV_TEST_CHILD(host_replaced)
 {
     {
-        WidgetHostApplication widget(hostArgc, hostArgv);
+        WidgetHostApplication widget(plvtest::childArgc, plvtest::childArgv);
         report();
     }
     std::printf(",");
-    QApplication monitor(hostArgc, hostArgv);
+    QApplication monitor(plvtest::childArgc, plvtest::childArgv);
     return report();
 }
 

@@ -145,7 +145,6 @@ TEST(ModuleFramework, ControllerSetUpAndTearDownRules)
     // A store given before set-up reaches no view controller.
     PLVPreferencesForModules *store = PLVPreferencesForModules::standardUserDefaults();
     controller->setPlvPreferencesDefault(store);
-    EXPECT_EQ(controller->plvPreferencesDefault(), store);
     controller->initMainApp();
     auto *vc = qobject_cast<PLVGenericViewController *>(controller->viewcontroller());
     ASSERT_NE(vc, nullptr);
@@ -211,11 +210,8 @@ TEST(ModuleFramework, AMissingInterfaceFileLeavesNullViews)
 // In the widget host only the widget's views are bound, once the module is set up.
 PLV_TEST_CHILD(framework_widget_binding)
 {
-    int argc = 1;
-    char name[] = "widget";
-    char *argv[] = {name, nullptr};
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    WidgetHostApplication app(argc, argv);
+    WidgetHostApplication app(plvtest::childArgc, plvtest::childArgv);
     PLVGenericModuleController *controller = loadTestModule();
     if (!controller)
         return 2;

@@ -53,16 +53,11 @@ protected:
     PLVPreferencesForModules *prefs = PLVPreferencesForModules::standardUserDefaults();
 };
 
-// A widget host runs under any application class but QApplication.
-int childArgc = 1;
-char childProgram[] = "plv-widget-host";
-char *childArgv[] = {childProgram, nullptr};
-
 } // namespace
 
 PLV_TEST_CHILD(prefs_widget_set)
 {
-    QCoreApplication app(childArgc, childArgv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     if (!TQIsTodayExtenstion::isTodayExtention())
         return 2;
     PLVPreferencesForModules::standardUserDefaults()->setObject(qint64(5), kTodayWidget, kCPU);

@@ -137,10 +137,7 @@ public slots:
 // "ready", and exits 0 once activated (3 if never).
 PLV_TEST_CHILD(fake_dbus_application)
 {
-    int argc = 1;
-    char name[] = "fake";
-    char *argv[] = {name, nullptr};
-    QCoreApplication app(argc, argv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     FakeApplication object;
     const QString service = args.value(0);
     QDBusConnection bus = QDBusConnection::sessionBus();

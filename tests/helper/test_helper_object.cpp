@@ -5,7 +5,7 @@
 #include "PLVCommon/helper/PLVHelperObject.h"
 #include "PLVCommon/linux/PLVSystemdJobs.h"
 #include "PLVCommon/platform/PLVDispatch.h"
-#include "PLVTestBus.h"
+#include "support/PLVTestBus.h"
 #include "support/PLVTest.h"
 
 #include <QCoreApplication>
@@ -142,14 +142,10 @@ private:
 
 } // namespace
 
-int childArgc = 1;
-char childName[] = "fake-systemd";
-char *childArgv[] = {childName, nullptr};
-
 // A stand-in manager on the bus at args[0], units from the file args[1].
 PLV_TEST_CHILD(fake_systemd)
 {
-    QCoreApplication app(childArgc, childArgv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     qDBusRegisterMetaType<UnitRow>();
     qDBusRegisterMetaType<QList<UnitRow>>();
     QDBusConnection bus = QDBusConnection::connectToBus(args.value(0), u"manager"_s);

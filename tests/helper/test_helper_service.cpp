@@ -1,6 +1,6 @@
 // plvhelper, the real program, on private buses: its methods over a fixture
 // powercap tree, what it refuses, its rate limit, and its D-Bus policy.
-#include "PLVTestBus.h"
+#include "support/PLVTestBus.h"
 #include "support/PLVTest.h"
 
 #include <QCoreApplication>
@@ -30,9 +30,6 @@ const QString kPath = u"/Q4HZ8RMW2C/com/tallowcrest/plvsmchelper3"_s;
 const QString kPackage0 = u"sys/devices/virtual/powercap/intel-rapl/intel-rapl:0/"_s;
 constexpr quint64 kRange = 262143328850ULL; // the fixture's max_energy_range_uj
 const QString kHelper = QStringLiteral(PLV_BUILD_BIN_DIR "/plvhelper");
-int childArgc = 1;
-char childName[] = "helper-child";
-char *childArgv[] = {childName, nullptr};
 
 QDBusMessage call(const QDBusConnection &bus, const QString &member, const QVariantList &args = {},
                   const QString &interface = kName, const QString &path = kPath)
@@ -230,7 +227,7 @@ PLV_TEST_CHILD(helper_policy_client)
 {
     if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)
         return 2;
-    QCoreApplication app(childArgc, childArgv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     QDBusConnection bus = QDBusConnection::connectToBus(args.value(0), u"nobody"_s);
     if (!bus.isConnected())
         return 3;

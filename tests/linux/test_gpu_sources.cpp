@@ -8,8 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <functional>
@@ -125,23 +123,13 @@ std::shared_ptr<PLVNVML> noNVML() { return std::make_shared<PLVNVML>(PLVNVMLFunc
 
 QVariantMap statsOf(const QVariantMap &accelerator) { return accelerator.value(u"PerformanceStatistics"_s).toMap(); }
 
-// A writable copy of a GPU fixture.
-class GPUCopy
-{
-public:
-    explicit GPUCopy(const char *name)
-    {
-        QProcess::execute(u"cp"_s, {u"-a"_s, gpuRoot(name).path(u"sys"_s), m_dir.path()});
-    }
-    PLVSysRoot root() const { return PLVSysRoot(m_dir.path()); }
+// A writable copy of a GPU fixture; files are named from the PCI devices folder.
+struct GPUCopy : plvtest::FixtureCopy {
+    explicit GPUCopy(const char *name) : FixtureCopy(u"gpu/"_s + QLatin1String(name)) {}
     bool write(const QString &relative, const QByteArray &text) const
     {
-        const QString path = m_dir.path() + u"/sys/bus/pci/devices/"_s + relative;
-        return QDir().mkpath(QFileInfo(path).absolutePath()) && plvtest::writeFile(path, text);
+        return FixtureCopy::write(u"sys/bus/pci/devices/"_s + relative, text);
     }
-
-private:
-    QTemporaryDir m_dir;
 };
 
 } // namespace

@@ -26,14 +26,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// A writable copy of a fixture tree.
-struct FixtureCopy {
-    QTemporaryDir dir;
-    explicit FixtureCopy(const char *name) { EXPECT_TRUE(plvtest::copyTree(plvtest::fixturePath(QLatin1String(name)), dir.path())); }
-    QString path(const QString &relative) const { return dir.path() + QLatin1Char('/') + relative; }
-    PLVSysRoot root() const { return PLVSysRoot(dir.path()); }
-    void write(const QString &relative, const QByteArray &text) const { ASSERT_TRUE(plvtest::writeFile(path(relative), text)); }
-};
+using plvtest::FixtureCopy;
 
 QStringList mountPoints(const QList<PLVMountedVolume> &volumes)
 {

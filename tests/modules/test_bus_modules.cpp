@@ -1,12 +1,10 @@
 // The battery and Bluetooth modules, loaded from the build's plug-ins folder,
 // on recorded power-supply trees and with UPower and BlueZ played on a
 // private bus.
-#include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVModuleLoader.h"
-#include "PLVCommon/platform/PLVBundle.h"
-#include "PLVCommon/platform/PLVClassRegistry.h"
 #include "support/PLVTest.h"
 #include "support/PLVTestBus.h"
+#include "test_module_support.h"
 
 #include <QLocale>
 #include <QTemporaryDir>
@@ -17,24 +15,8 @@
 
 namespace {
 
-struct ControllerDeleter {
-    void operator()(PLVGenericModuleController *c) const { PLVGenericModuleController::destroy(c); }
-};
-using Controller = std::unique_ptr<PLVGenericModuleController, ControllerDeleter>;
-
-Controller loadModule(const QString &name)
-{
-    PLVBundle *bundle = PLVBundle::bundleWithPath(QStringLiteral(PLV_BUILD_PLUGINS_DIR "/") + name + QStringLiteral(".plvbundle3"));
-    if (!bundle)
-        return nullptr;
-    auto *c = qobject_cast<PLVGenericModuleController *>(PLVClassRegistry::createInstance(bundle->principalClass()));
-    if (c)
-        c->initMainApp();
-    return Controller(c);
-}
-
-QString text(const Controller &c, const char *key) { return c->modulemodelobj()->modelData().value(QLatin1String(key)).toString(); }
-QStringList viewLines(QWidget *view) { return view ? view->property("lines").toStringList() : QStringList(); }
+using namespace modtest;
+QString text(const Controller &c, const char *key) { return value(c, key).toString(); }
 const QString kNoBus = QStringLiteral("unix:path=/nonexistent/plv-bus");
 
 } // namespace

@@ -1,6 +1,5 @@
 // The module bundles the monitor ships, loaded from the build's plug-ins folder
 // the way a host loads them, sampling this machine (and GPU fixture trees).
-#include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVModelDataFeed.h"
 #include "PLVCommon/core/PLVGenericViews.h"
 #include "PLVCommon/widgets/PLVGaugeview.h"
@@ -8,10 +7,9 @@
 #include "PLVCommon/widgets/PLVGraph.h"
 #include "PLVCommon/widgets/PLVProgressbar.h"
 #include "PLVCommon/core/PLVModuleLoader.h"
-#include "PLVCommon/platform/PLVBundle.h"
-#include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/stats/TQSystemInfo.h"
 #include "support/PLVTest.h"
+#include "test_module_support.h"
 
 #include <QCoreApplication>
 #include <QLocale>
@@ -31,31 +29,13 @@
 
 namespace {
 
-struct ControllerDeleter {
-    void operator()(PLVGenericModuleController *c) const { PLVGenericModuleController::destroy(c); }
-};
-using Controller = std::unique_ptr<PLVGenericModuleController, ControllerDeleter>;
-
-Controller loadModule(const QString &name)
-{
-    PLVBundle *bundle = PLVBundle::bundleWithPath(QStringLiteral(PLV_BUILD_PLUGINS_DIR "/") + name + QStringLiteral(".plvbundle3"));
-    if (!bundle)
-        return nullptr;
-    auto *c = qobject_cast<PLVGenericModuleController *>(PLVClassRegistry::createInstance(bundle->principalClass()));
-    if (c)
-        c->initMainApp();
-    return Controller(c);
-}
+using namespace modtest;
 
 // As the update timer calls it: off the main thread, where the model lives.
 void updateOffMainThread(const Controller &c)
 {
     std::thread([&c] { c->updateModel(); }).join();
 }
-
-QVariant value(const Controller &c, const char *key) { return c->modulemodelobj()->modelData().value(QLatin1String(key)); }
-
-QStringList viewLines(QWidget *view) { return view ? view->property("lines").toStringList() : QStringList(); }
 
 const QRegularExpression kPercent(QStringLiteral("^\\d{1,3}%$"));
 

@@ -1,12 +1,9 @@
 // The processor, memory, disks, temperatures, fans and network bundles, loaded
 // as a host loads them, run whole on recorded trees (faults included) and on
 // this machine.
-#include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVPreferencesForModules.h"
-#include "PLVCommon/core/PLVSamplingModule.h"
-#include "PLVCommon/platform/PLVBundle.h"
-#include "PLVCommon/platform/PLVClassRegistry.h"
 #include "support/PLVTest.h"
+#include "test_module_support.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -27,28 +24,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-struct ControllerDeleter {
-    void operator()(PLVGenericModuleController *c) const { PLVGenericModuleController::destroy(c); }
-};
-using Controller = std::unique_ptr<PLVGenericModuleController, ControllerDeleter>;
-
-// The module's controller, set up, sampling under root (the live system when empty).
-Controller load(const QString &name, const QString &root = QString())
-{
-    PLVBundle *bundle = PLVBundle::bundleWithPath(QStringLiteral(PLV_BUILD_PLUGINS_DIR "/") + name + u".plvbundle3"_s);
-    if (!bundle)
-        return nullptr;
-    auto *c = qobject_cast<PLVGenericModuleController *>(PLVClassRegistry::createInstance(bundle->principalClass()));
-    if (!c)
-        return nullptr;
-    c->initMainApp();
-    if (!root.isEmpty())
-        qobject_cast<PLVSamplingModuleModel *>(c->modulemodelobj())->setSystemRoot(PLVSysRoot(root));
-    return Controller(c);
-}
-
-QVariant value(const Controller &c, const char *key) { return c->modulemodelobj()->modelData().value(QLatin1String(key)); }
-QStringList lines(QWidget *view) { return view ? view->property("lines").toStringList() : QStringList(); }
+using namespace modtest;
 void tick(const Controller &c)
 {
     c->updateModel();
@@ -63,11 +39,7 @@ QStringList field(const QVariantList &list, const char *key)
     return r;
 }
 
-struct FixtureCopy {
-    QTemporaryDir dir;
-    explicit FixtureCopy(const char *name) { EXPECT_TRUE(plvtest::copyTree(plvtest::fixturePath(QLatin1String(name)), dir.path())); }
-    QString path(const QString &relative) const { return dir.path() + QLatin1Char('/') + relative; }
-};
+using plvtest::FixtureCopy;
 
 const QRegularExpression kRate(u"^\\d+(\\.\\d)? [KMGT]?B/s$"_s);
 
@@ -78,7 +50,7 @@ TEST(SystemModules, DisksOnADesktopTreeThenAVolumeGone)
     FixtureCopy fx("disks-desktop");
     for (const char *mp : {"/", "/boot/efi", "/home", "/mnt/nas", "media/user/USB STICK"})
         ASSERT_TRUE(QDir().mkpath(fx.path(QLatin1String(mp))));
-    Controller disk = load(u"Disk"_s, fx.dir.path());
+    Controller disk = loadModule(u"Disk"_s, fx.path());
     ASSERT_NE(disk, nullptr);
     EXPECT_EQ(disk->bundleIdentifier(), u"com.tallowcrest.plvDisk"_s);
     tick(disk);
@@ -86,8 +58,8 @@ TEST(SystemModules, DisksOnADesktopTreeThenAVolumeGone)
               (QStringList{u"/"_s, u"/boot/efi"_s, u"/home"_s, u"/mnt/nas"_s, u"/media/user/USB STICK"_s}));
     EXPECT_EQ(field(value(disk, "diskDevices").toList(), "model"), (QStringList{u"Samsung SSD 970 EVO Plus 1TB"_s, u"USB DISK 3.0"_s}));
     EXPECT_TRUE(QRegularExpression(u"^\\d{1,3}%$"_s).match(value(disk, "diskUsedText").toString()).hasMatch());
-    EXPECT_EQ(lines(disk->statusbarView()), QStringList{u"dsk R 0 B/s W 0 B/s"_s});
-    const QStringList expanded = lines(disk->statusbarStandAloneView());
+    EXPECT_EQ(viewLines(disk->statusbarView()), QStringList{u"dsk R 0 B/s W 0 B/s"_s});
+    const QStringList expanded = viewLines(disk->statusbarStandAloneView());
     ASSERT_EQ(expanded.size(), 8) << "five volumes, two disks, the busiest processes";
     EXPECT_TRUE(expanded[0].startsWith(u"/: "_s) && expanded[0].contains(u" free of "_s)) << expanded[0].toStdString();
     EXPECT_EQ(value(disk, "diskReadHistory").toList().size(), 350);
@@ -100,20 +72,20 @@ TEST(SystemModules, DisksOnADesktopTreeThenAVolumeGone)
     tick(disk);
     EXPECT_EQ(value(disk, "diskVolumes").toList().size(), 4);
     EXPECT_EQ(field(value(disk, "diskDevices").toList(), "name"), QStringList{u"nvme0n1"_s});
-    EXPECT_FALSE(lines(disk->statusbarStandAloneView()).join(u'|').contains(u"USB"_s));
+    EXPECT_FALSE(viewLines(disk->statusbarStandAloneView()).join(u'|').contains(u"USB"_s));
 }
 
 TEST(SystemModules, TemperaturesOfALaptopInTheChosenUnitAndWithoutASensorThatLeft)
 {
     FixtureCopy fx("sys-laptop");
-    Controller temp = load(u"TEMP"_s, fx.dir.path());
+    Controller temp = loadModule(u"TEMP"_s, fx.path());
     ASSERT_NE(temp, nullptr);
     PLVPreferencesForModules::standardUserDefaults()->setObject(0, u"temperatureUnit"_s, u"com.tallowcrest.plvTEMP"_s);
     tick(temp);
     EXPECT_EQ(value(temp, "tempSensors").toList().size(), 16);
     EXPECT_EQ(value(temp, "tempStatusText").toString(), u"52 °C"_s) << "the hottest processor sensor";
-    EXPECT_EQ(lines(temp->statusbarView()), QStringList{u"tmp 52 °C"_s});
-    QStringList panel = lines(temp->statusbarStandAloneView());
+    EXPECT_EQ(viewLines(temp->statusbarView()), QStringList{u"tmp 52 °C"_s});
+    QStringList panel = viewLines(temp->statusbarStandAloneView());
     ASSERT_EQ(panel.size(), 16);
     EXPECT_EQ(panel[1], u"NVMe Composite: 39 °C"_s);
     EXPECT_TRUE(value(temp, "tempHistories").toMap().contains(u"amdgpu:0000:03:00.0:temp1"_s));
@@ -123,7 +95,7 @@ TEST(SystemModules, TemperaturesOfALaptopInTheChosenUnitAndWithoutASensorThatLef
     ASSERT_TRUE(plvtest::writeFile(fx.path(u"sys/class/hwmon/hwmon2/temp2_input"_s), ""));
     tick(temp);
     EXPECT_EQ(value(temp, "tempStatusText").toString(), u"126 °F"_s);
-    panel = lines(temp->statusbarStandAloneView());
+    panel = viewLines(temp->statusbarStandAloneView());
     EXPECT_EQ(panel.size(), 13);
     EXPECT_EQ(panel[5], u"CPU Core 0: unavailable"_s);
     const QVariantMap histories = value(temp, "tempHistories").toMap();
@@ -133,11 +105,11 @@ TEST(SystemModules, TemperaturesOfALaptopInTheChosenUnitAndWithoutASensorThatLef
 
 TEST(SystemModules, FansOfALaptop)
 {
-    Controller fans = load(u"Fans"_s, plvtest::fixturePath(u"sys-laptop"_s));
+    Controller fans = loadModule(u"Fans"_s, plvtest::fixturePath(u"sys-laptop"_s));
     ASSERT_NE(fans, nullptr);
     tick(fans);
-    EXPECT_EQ(lines(fans->statusbarView()), QStringList{u"fan 2650 rpm"_s});
-    EXPECT_EQ(lines(fans->statusbarStandAloneView()),
+    EXPECT_EQ(viewLines(fans->statusbarView()), QStringList{u"fan 2650 rpm"_s});
+    EXPECT_EQ(viewLines(fans->statusbarStandAloneView()),
               (QStringList{u"GPU amdgpu: 1450 rpm, 30%, manual"_s, u"Board thinkpad: 2650 rpm, 100%, automatic"_s}));
 
     const QLocale saved;
@@ -145,21 +117,21 @@ TEST(SystemModules, FansOfALaptop)
     tick(fans);
     QLocale::setDefault(saved);
     EXPECT_EQ(value(fans, "fanStatusText").toString(), u"2650 tr/min"_s);
-    EXPECT_EQ(lines(fans->statusbarStandAloneView()).last(), u"Carte mère thinkpad: 2650 tr/min, 100%, automatique"_s);
+    EXPECT_EQ(viewLines(fans->statusbarStandAloneView()).last(), u"Carte mère thinkpad: 2650 tr/min, 100%, automatique"_s);
 }
 
 TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
 {
     FixtureCopy fx("net-laptop");
-    Controller net = load(u"NET"_s, fx.dir.path());
+    Controller net = loadModule(u"NET"_s, fx.path());
     ASSERT_NE(net, nullptr);
     tick(net);
     EXPECT_EQ(field(value(net, "netInterfaces").toList(), "name"), (QStringList{u"enp0s31f6"_s, u"wlp2s0"_s, u"docker0"_s}));
     EXPECT_EQ(value(net, "netInterfaceName").toString(), u"wlp2s0"_s) << "the first physical interface that is up";
     EXPECT_EQ(value(net, "netAddressText").toString(), u"2a01:4f8:c0c1:2345::a1"_s);
     EXPECT_EQ(value(net, "netWirelessText").toString(), u"unknown network, -56 dBm"_s);
-    EXPECT_EQ(lines(net->statusbarView()), QStringList{u"net ↓ 0 B/s ↑ 0 B/s"_s});
-    EXPECT_EQ(lines(net->statusbarStandAloneView()).first(), u"Wi-Fi unknown network, -56 dBm"_s);
+    EXPECT_EQ(viewLines(net->statusbarView()), QStringList{u"net ↓ 0 B/s ↑ 0 B/s"_s});
+    EXPECT_EQ(viewLines(net->statusbarStandAloneView()).first(), u"Wi-Fi unknown network, -56 dBm"_s);
 
     PLVPreferencesForModules::standardUserDefaults()->setObject(true, u"useBits"_s, u"com.tallowcrest.plvNET"_s);
     // The Wi-Fi went away (card switched off): no wireless line is left behind.
@@ -167,14 +139,14 @@ TEST(SystemModules, NetworkOfALaptopInBytesThenBits)
     tick(net);
     EXPECT_EQ(value(net, "netUploadText").toString(), u"0 b/s"_s);
     EXPECT_FALSE(value(net, "netWirelessText").isValid());
-    EXPECT_TRUE(lines(net->statusbarStandAloneView()).first().startsWith(u"enp0s31f6 "_s)) << "no empty Wi-Fi line";
+    EXPECT_TRUE(viewLines(net->statusbarStandAloneView()).first().startsWith(u"enp0s31f6 "_s)) << "no empty Wi-Fi line";
     EXPECT_EQ(value(net, "netAddressText").toString(), u"not connected"_s);
 }
 
 TEST(SystemModules, ProcessorOfATreeWithTwoCPUsOfflineThenBusy)
 {
     FixtureCopy fx("proc-cpu/offline-middle");
-    Controller cpu = load(u"CPU"_s, fx.dir.path());
+    Controller cpu = loadModule(u"CPU"_s, fx.path());
     ASSERT_NE(cpu, nullptr);
     tick(cpu);
     // Since boot: 450 busy ticks of 1000 on average over the six online CPUs.
@@ -209,7 +181,7 @@ TEST(SystemModules, ProcessorOfATreeWithTwoCPUsOfflineThenBusy)
 
 TEST(SystemModules, MemoryOfATreeWithSwapThenOfAnotherWithout)
 {
-    Controller mem = load(u"MEM"_s, plvtest::fixturePath(u"proc-mem/full"_s));
+    Controller mem = loadModule(u"MEM"_s, plvtest::fixturePath(u"proc-mem/full"_s));
     ASSERT_NE(mem, nullptr);
     tick(mem);
     EXPECT_EQ(value(mem, "memUsedText").toString(), u"50%"_s) << "half of the memory is available";
@@ -228,7 +200,7 @@ TEST(SystemModules, MemoryOfATreeWithSwapThenOfAnotherWithout)
 
 TEST(SystemModules, DisksAndNetworkOnThisMachine)
 {
-    Controller disk = load(u"Disk"_s);
+    Controller disk = loadModule(u"Disk"_s);
     ASSERT_NE(disk, nullptr);
     tick(disk);
     EXPECT_TRUE(field(value(disk, "diskVolumes").toList(), "mountPoint").contains(u"/"_s));
@@ -250,7 +222,7 @@ TEST(SystemModules, DisksAndNetworkOnThisMachine)
         << value(disk, "diskTopProcessesText").toString().toStdString();
 
     PLVPreferencesForModules::standardUserDefaults()->setObject(false, u"useBits"_s, u"com.tallowcrest.plvNET"_s);
-    Controller net = load(u"NET"_s);
+    Controller net = loadModule(u"NET"_s);
     ASSERT_NE(net, nullptr);
     tick(net);
     const QVariantList interfaces = value(net, "netInterfaces").toList();
@@ -266,17 +238,17 @@ TEST(SystemModules, DisksAndNetworkOnThisMachine)
 
 TEST(SystemModules, SensorsOnThisMachineOrAPlainNoneFound)
 {
-    Controller temp = load(u"TEMP"_s);
-    Controller fans = load(u"Fans"_s);
+    Controller temp = loadModule(u"TEMP"_s);
+    Controller fans = loadModule(u"Fans"_s);
     ASSERT_TRUE(temp && fans);
     tick(temp);
     tick(fans);
     const bool anyTemp = !value(temp, "tempSensors").toList().isEmpty();
     EXPECT_EQ(anyTemp, value(temp, "tempValue").isValid());
     if (!anyTemp) {
-        EXPECT_EQ(lines(temp->statusbarView()), QStringList{u"tmp none found"_s});
+        EXPECT_EQ(viewLines(temp->statusbarView()), QStringList{u"tmp none found"_s});
     }
     if (value(fans, "fanSensors").toList().isEmpty()) {
-        EXPECT_EQ(lines(fans->statusbarStandAloneView()), QStringList{u"none found"_s});
+        EXPECT_EQ(viewLines(fans->statusbarStandAloneView()), QStringList{u"none found"_s});
     }
 }

@@ -4,12 +4,10 @@
 #include "PLVCommon/platform/PLVBinding.h"
 #include "PLVCommon/theme/PLVColor.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
+#include "support/PLVTest.h"
 
 #include <gtest/gtest.h>
 
-#include <QImage>
-
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -29,18 +27,8 @@ std::string name(const Look &l) { return (l.dark ? "dark x" : "light x") + std::
 
 QColor background(const Look &l) { return PLVPlatformColors::windowBackgroundColor(l.dark); }
 
-QColor over(const QColor &c, const QColor &bg)
-{
-    const double a = c.alphaF();
-    return QColor::fromRgbF(float(c.redF() * a + bg.redF() * (1 - a)), float(c.greenF() * a + bg.greenF() * (1 - a)),
-                            float(c.blueF() * a + bg.blueF() * (1 - a)));
-}
-
-bool near(const QColor &a, const QColor &b, int tolerance = 4)
-{
-    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance &&
-           std::abs(a.blue() - b.blue()) <= tolerance;
-}
+using plvtest::at, plvtest::over;
+bool near(const QColor &a, const QColor &b) { return plvtest::near(a, b, 4); }
 
 struct Tile {
     PLVGenericOverviewView view;
@@ -50,23 +38,8 @@ struct Tile {
         view.awakeFromNib();
         view.colorObject()->setWindowBackgroundStyle(look.dark ? 1 : 0);
     }
-    QImage render(const Look &look)
-    {
-        QImage img((view.size() * look.scale), QImage::Format_ARGB32_Premultiplied);
-        img.setDevicePixelRatio(look.scale);
-        img.fill(background(look));
-        view.render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
-        return img;
-    }
+    QImage render(const Look &look) { return plvtest::render(view, look.scale, background(look)); }
 };
-
-QColor at(const QImage &img, double x, double y)
-{
-    const qreal r = img.devicePixelRatio();
-    const int px = std::clamp(int(std::floor(x * r)), 0, img.width() - 1);
-    const int py = std::clamp(int(std::floor(img.height() - y * r)), 0, img.height() - 1);
-    return img.pixelColor(px, py);
-}
 
 QPointF onRing(double degrees)
 {

@@ -16,16 +16,6 @@ namespace {
 
 const QString kProbePath = QStringLiteral(PLV_TEST_BUNDLES_DIR "/PlatformProbe.plvbundle3");
 
-class LocaleGuard
-{
-public:
-    explicit LocaleGuard(const QLocale &l) : m_saved(QLocale()) { QLocale::setDefault(l); }
-    ~LocaleGuard() { QLocale::setDefault(m_saved); }
-
-private:
-    QLocale m_saved;
-};
-
 class LocalToTests : public QObject
 {
     Q_OBJECT
@@ -74,7 +64,7 @@ TEST(Bundle, LoadsItsCodeAndCreatesThePrincipalClass)
     EXPECT_TRUE(initialised);
 
     // A class of this bundle translates with this bundle's table.
-    LocaleGuard fr(QLocale(QStringLiteral("fr_FR")));
+    plvtest::ScopedLocale fr(QStringLiteral("fr_FR"));
     QString text;
     QMetaObject::invokeMethod(object.get(), "translate", Q_RETURN_ARG(QString, text), Q_ARG(QString, QStringLiteral("Hello")));
     EXPECT_EQ(text, QStringLiteral("Bonjour"));
@@ -85,10 +75,10 @@ TEST(Bundle, LocalizedStringFallsBackToValueThenKey)
     PLVBundle *probe = PLVBundle::bundleWithPath(kProbePath);
     ASSERT_NE(probe, nullptr);
     {
-        LocaleGuard en(QLocale(QStringLiteral("en_US")));
+        plvtest::ScopedLocale en(QStringLiteral("en_US"));
         EXPECT_EQ(probe->localizedString(QStringLiteral("Hello")), QStringLiteral("Hello"));
     }
-    LocaleGuard fr(QLocale(QStringLiteral("fr_FR")));
+    plvtest::ScopedLocale fr(QStringLiteral("fr_FR"));
     EXPECT_EQ(probe->localizedString(QStringLiteral("Hello")), QStringLiteral("Bonjour"));
     EXPECT_EQ(probe->localizedString(QStringLiteral("Untranslated")), QStringLiteral("Untranslated"));
     EXPECT_EQ(probe->localizedString(QStringLiteral("Untranslated"), QStringLiteral("Fallback")), QStringLiteral("Fallback"));

@@ -72,17 +72,13 @@ protected:
     TQGroupNotificationCenter *center = TQGroupNotificationCenter::defaultCenter();
 };
 
-int childArgc = 1;
-char childProgram[] = "plv-child";
-char *childArgv[] = {childProgram, nullptr};
-
 } // namespace
 
 // Observes the first name and says "ready"; once called, posts the second name
 // and reports what it received.
 PLV_TEST_CHILD(gn_observe_then_post)
 {
-    QCoreApplication app(childArgc, childArgv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     Recorder observer;
     TQGroupNotificationCenter::defaultCenter()->addObserver(&observer, "plain", args.value(0));
     fprintf(stdout, "ready\n");
@@ -299,7 +295,7 @@ TEST_F(GroupNotification, WakingTearsWatchersDownAndGoingToSleepRebuildsThem)
 PLV_TEST_CHILD(gn_logind)
 {
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
-    QCoreApplication app(childArgc, childArgv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     TQGroupNotificationCenter *center = TQGroupNotificationCenter::defaultCenter();
     Recorder observer;
     center->addObserver(&observer, "plain", QStringLiteral("Logind"));

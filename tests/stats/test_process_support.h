@@ -50,20 +50,9 @@ inline constexpr FixtureProcess fixtureProcesses[] = {
 };
 
 // A writable copy of the process fixture owned by the caller, readable by every user.
-class FixtureCopy
-{
-public:
-    FixtureCopy()
-    {
-        QProcess::execute(u"cp"_s, {u"-a"_s, fixtureRoot().path(u"proc"_s), m_dir.path()});
-        ::chmod(QFile::encodeName(m_dir.path()).constData(), 0755);
-    }
+struct FixtureCopy : plvtest::FixtureCopy {
+    FixtureCopy() : plvtest::FixtureCopy(u"proc-processes/basic"_s) { ::chmod(QFile::encodeName(path()).constData(), 0755); }
     bool isValid() const { return QFileInfo(path(u"proc/100/stat"_s)).isFile(); }
-    PLVSysRoot root() const { return PLVSysRoot(m_dir.path()); }
-    QString path(const QString &relative) const { return m_dir.path() + QLatin1Char('/') + relative; }
-
-private:
-    QTemporaryDir m_dir;
 };
 
 // A forked child that sleeps until killed, named `name` by the time the

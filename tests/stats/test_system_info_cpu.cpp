@@ -4,8 +4,6 @@
 #include "PLVCommon/stats/TQSystemInfo.h"
 #include "support/PLVTest.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -41,16 +39,9 @@ QVariantMap sample(TQSystemInfo &info)
     return d.value_or(QVariantMap());
 }
 
-// A writable copy of a fixture tree.
-struct FixtureCopy {
-    explicit FixtureCopy(const char *name) { EXPECT_TRUE(plvtest::copyTree(cpuFixture(name).root(), dir.path())); }
-    PLVSysRoot root() const { return PLVSysRoot(dir.path()); }
-    bool write(const char *relative, const QByteArray &text) const
-    {
-        const QString path = dir.filePath(QLatin1String(relative));
-        return QDir().mkpath(QFileInfo(path).path()) && plvtest::writeFile(path, text);
-    }
-    QTemporaryDir dir;
+// A writable copy of a CPU fixture tree.
+struct FixtureCopy : plvtest::FixtureCopy {
+    explicit FixtureCopy(const char *name) : plvtest::FixtureCopy(QStringLiteral("proc-cpu/") + QLatin1String(name)) {}
 };
 
 } // namespace
@@ -184,7 +175,7 @@ TEST(SystemInfoCpu, DeltasAreIntegerNeverNegativeAndSkipBadReadings)
     EXPECT_FLOAT_EQ(value(d, QStringLiteral("userCPU")), 60.0f / 70);
 
     // Too few columns, no CPU line, no file at all: no CPU keys, and nothing rotated.
-    const QString file = fx.dir.filePath(QStringLiteral("proc/stat"));
+    const QString file = fx.path(QStringLiteral("proc/stat"));
     for (const QByteArray &bad : {QByteArray("cpu  1 2 3 4\ncpu0 700 0 200\n"), QByteArray("garbage\n"), QByteArray()}) {
         ASSERT_TRUE(bad.isNull() ? QFile::remove(file) : fx.write("proc/stat", bad));
         d = sample(info);
@@ -202,7 +193,7 @@ TEST(SystemInfoCpu, WithoutSysTheOnlineCountNeverChangesAndBtimeGivesTheUpTime)
     FixtureCopy fx("nosys");
     // Booted 2 days, 3 hours, 4 minutes and 30 seconds ago.
     const qint64 boot = QDateTime::currentSecsSinceEpoch() - (2 * 86400 + 3 * 3600 + 4 * 60 + 30);
-    QByteArray stat = plvtest::readFile(fx.dir.filePath(QStringLiteral("proc/stat")));
+    QByteArray stat = plvtest::readFile(fx.path(QStringLiteral("proc/stat")));
     ASSERT_TRUE(fx.write("proc/stat", stat.replace("btime 1700000000", "btime " + QByteArray::number(boot))));
     TQSystemInfo info(fx.root());
     EXPECT_EQ(sample(info).value(QStringLiteral("upTime")).value<PLVDateComponents>(), (PLVDateComponents{0, 2, 3, 4}));

@@ -12,9 +12,12 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QThread>
+#include <QWidget>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 namespace plvtest {
@@ -26,6 +29,10 @@ QHash<QString, ChildMain> &children()
     return c;
 }
 } // namespace
+
+static char childName[] = "plv-test-child";
+int childArgc = 1;
+char *childArgv[] = {childName, nullptr};
 
 bool registerChild(const char *name, ChildMain main)
 {
@@ -164,6 +171,24 @@ void failOnThreadMisuse()
 
 QString fixturePath(const QString &relative) { return QStringLiteral(PLV_TEST_FIXTURES "/") + relative; }
 
+FixtureCopy::FixtureCopy(const QString &fixture)
+{
+    EXPECT_TRUE(copyTree(fixturePath(fixture), m_dir.path())) << fixture.toStdString();
+}
+
+QString FixtureCopy::path(const QString &relative) const
+{
+    return relative.isEmpty() ? m_dir.path() : m_dir.path() + QLatin1Char('/') + relative;
+}
+
+bool FixtureCopy::write(const QString &relative, const QByteArray &text) const
+{
+    const QString file = path(relative);
+    const bool ok = QDir().mkpath(QFileInfo(file).path()) && writeFile(file, text);
+    EXPECT_TRUE(ok) << file.toStdString();
+    return ok;
+}
+
 bool copyTree(const QString &from, const QString &to)
 {
     const QDir source(from);
@@ -202,6 +227,38 @@ bool writeFile(const QString &path, const QByteArray &data)
     QFile f(path);
     return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(data) == data.size();
 }
+
+QImage render(QWidget &view, qreal scale, const QColor &background)
+{
+    QImage img((view.size() * scale).expandedTo(QSize(1, 1)), QImage::Format_ARGB32_Premultiplied);
+    img.setDevicePixelRatio(scale);
+    img.fill(background);
+    view.render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
+    return img;
+}
+
+QColor at(const QImage &img, double x, double y)
+{
+    const qreal r = img.devicePixelRatio();
+    const int px = std::clamp(int(std::floor(x * r)), 0, img.width() - 1);
+    const int py = std::clamp(int(std::floor(img.height() - y * r)), 0, img.height() - 1);
+    return img.pixelColor(px, py);
+}
+
+QColor over(const QColor &c, const QColor &bg)
+{
+    const double a = c.alphaF();
+    return QColor::fromRgbF(float(c.redF() * a + bg.redF() * (1 - a)), float(c.greenF() * a + bg.greenF() * (1 - a)),
+                            float(c.blueF() * a + bg.blueF() * (1 - a)));
+}
+
+bool near(const QColor &a, const QColor &b, int tolerance)
+{
+    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
+        && std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+std::string describe(const QColor &c) { return c.name(QColor::HexArgb).toStdString(); }
 
 } // namespace plvtest
 

@@ -1,14 +1,22 @@
 #pragma once
 // Helpers shared by the test programs.
 #include <QByteArray>
+#include <QColor>
+#include <QImage>
+#include <QLocale>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include "PLVCommon/linux/PLVSysFile.h"
+
 #include <chrono>
 #include <functional>
+#include <string>
+
+class QWidget;
 
 namespace plvtest {
 
@@ -17,6 +25,9 @@ namespace plvtest {
 using ChildMain = std::function<int(const QStringList &args)>;
 bool registerChild(const char *name, ChildMain main);
 int runChildMain(int argc, char **argv);
+// argc/argv for a child's application object, which keeps references to both.
+extern int childArgc;
+extern char *childArgv[];
 
 struct ChildResult {
     int exitCode = -1;
@@ -59,6 +70,17 @@ private:
     bool m_had;
 };
 
+// Sets the default locale for the life of the object.
+class ScopedLocale
+{
+public:
+    explicit ScopedLocale(const QString &name) { QLocale::setDefault(QLocale(name)); }
+    ~ScopedLocale() { QLocale::setDefault(m_saved); }
+
+private:
+    QLocale m_saved;
+};
+
 // Spins the event loop until the predicate holds or the timeout passes.
 bool waitUntil(const std::function<bool()> &predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
@@ -85,12 +107,39 @@ struct PrivateSessionBus : HelperServer {
 };
 
 QString fixturePath(const QString &relative);
+// A writable copy of a fixture tree, removed with the object.
+class FixtureCopy
+{
+public:
+    explicit FixtureCopy(const QString &fixture);
+    QString path(const QString &relative = QString()) const;
+    PLVSysRoot root() const { return PLVSysRoot(m_dir.path()); }
+    // Writes a file of the copy, making its folders; a failure also fails the test.
+    bool write(const QString &relative, const QByteArray &text) const;
+
+private:
+    QTemporaryDir m_dir;
+};
 // Copies a folder tree (files and sub-folders); false when anything failed.
 bool copyTree(const QString &from, const QString &to);
 QByteArray readFile(const QString &path);
 bool writeFile(const QString &path, const QByteArray &data);
 
+// Pixel checks: a view rendered with its children at `scale` over `background`,
+// probed at points of its own coordinates (origin bottom left).
+QImage render(QWidget &view, qreal scale, const QColor &background = Qt::transparent);
+QColor at(const QImage &img, double x, double y);
+// `c` composed over an opaque background.
+QColor over(const QColor &c, const QColor &background);
+bool near(const QColor &a, const QColor &b, int tolerance = 3);
+std::string describe(const QColor &c);
+
 } // namespace plvtest
+
+#define EXPECT_COLOR(img, x, y, want)                                                                               \
+    EXPECT_TRUE(plvtest::near(plvtest::at(img, x, y), want))                                                        \
+        << "at (" << (x) << ", " << (y) << ") x" << (img).devicePixelRatio() << ": "                                \
+        << plvtest::describe(plvtest::at(img, x, y)) << " want " << plvtest::describe(want)
 
 #define PLV_TEST_CONCAT2(a, b) a##b
 #define PLV_TEST_CONCAT(a, b) PLV_TEST_CONCAT2(a, b)

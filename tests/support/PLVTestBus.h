@@ -1,50 +1,26 @@
 #pragma once
-// A private message bus and the system services played on it, for the tests
-// of the samplers and modules that ask UPower and BlueZ.
-#include <QCoreApplication>
-#include <QDBusConnection>
-#include <QFileInfo>
+// A private dbus-daemon for one test, with a configuration of the test's own,
+// and the services played on it.
 #include <QProcess>
-#include <QStandardPaths>
+#include <QString>
 #include <QTemporaryDir>
-
-#include "support/PLVTest.h"
 
 namespace plvtest {
 
-// A dbus-daemon of its own (the session configuration: anyone may own any
-// name), stopped with the object.
 class PrivateBus
 {
 public:
-    PrivateBus()
-    {
-        const QString daemon = QStandardPaths::findExecutable(QStringLiteral("dbus-daemon"));
-        if (daemon.isEmpty() || !m_dir.isValid())
-            return;
-        m_address = QStringLiteral("unix:path=") + m_dir.path() + QStringLiteral("/bus");
-        m_daemon.start(daemon, {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                                QStringLiteral("--address=") + m_address});
-        // Ready once a client gets through: the socket file appears before the
-        // daemon listens on it.
-        int probe = 0;
-        const auto accepts = [&] {
-            const QString name = QStringLiteral("plv-test-probe-%1").arg(++probe);
-            const bool connected = QFileInfo::exists(m_dir.path() + QStringLiteral("/bus"))
-                                   && QDBusConnection::connectToBus(m_address, name).isConnected();
-            QDBusConnection::disconnectFromBus(name);
-            return connected;
-        };
-        if (!m_daemon.waitForStarted() || !waitUntil(accepts))
-            m_address.clear();
-    }
-    ~PrivateBus()
-    {
-        m_daemon.terminate();
-        m_daemon.waitForFinished(5000);
-    }
-    // Empty when no bus could be started.
+    // `policy`: the <policy>/<include> elements of the configuration. The
+    // default lets everyone own names and send anything (a session bus).
+    explicit PrivateBus(const QString &policy = QString());
+    ~PrivateBus();
+    bool isRunning() const { return !m_address.isEmpty(); }
     QString address() const { return m_address; }
+    QString folder() const { return m_dir.path(); }
+
+    // Policy elements that behave like Debian's system bus: nobody owns a name
+    // or sends a method call unless a policy file punches a hole for it.
+    static QString systemBusDefaults();
 
 private:
     QTemporaryDir m_dir;
@@ -52,49 +28,31 @@ private:
     QString m_address;
 };
 
-// plv_bus_standin playing "upower" or "bluez" on a bus, from a scenario file
-// (see tests/standins/plv_bus_standin.cpp).
-class BusStandIn
+// A process that prints a line once it serves, stopped when the object goes.
+class ServiceProcess
 {
 public:
-    BusStandIn(const QString &address, const QString &kind, const QString &scenarioFile)
-    {
-        m_process.start(QStringLiteral(PLV_TEST_BINARY_DIR "/standins/plv_bus_standin"), {address, kind, scenarioFile});
-        m_ready = m_process.waitForStarted() && waitForLine("ready");
-    }
-    ~BusStandIn() { stop(); }
+    ServiceProcess(const QString &program, const QStringList &args, const QByteArray &readyLine);
+    ~ServiceProcess();
     bool isReady() const { return m_ready; }
-    // Sends one command and waits for its "ok".
-    bool command(const QString &line)
-    {
-        if (m_process.state() != QProcess::Running)
-            return false;
-        m_process.write(line.toUtf8() + '\n');
-        return waitForLine("ok");
-    }
-    void stop()
-    {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
+    QProcess &process() { return m_process; }
 
-private:
-    bool waitForLine(const QByteArray &line)
-    {
-        return waitUntil([&] {
-            if (m_process.canReadLine() || m_process.waitForReadyRead(50)) {
-                while (m_process.canReadLine())
-                    if (m_process.readLine().trimmed() == line)
-                        return true;
-            }
-            return false;
-        });
-    }
-
+protected:
     QProcess m_process;
     bool m_ready = false;
+};
+
+// plv_bus_standin playing "upower" or "bluez" on a bus, from a scenario file
+// (see tests/standins/plv_bus_standin.cpp).
+class BusStandIn : public ServiceProcess
+{
+public:
+    BusStandIn(const QString &address, const QString &kind, const QString &scenarioFile);
+    ~BusStandIn() { stop(); }
+    // Sends one command and waits for its "ok".
+    bool command(const QString &line);
+    // Killed, as a crashed service would be.
+    void stop();
 };
 
 } // namespace plvtest

@@ -109,10 +109,7 @@ void registerTypes()
 // change in another namespace), "quit".
 PLV_TEST_CHILD(portal_settings)
 {
-    int argc = 1;
-    char name[] = "portal";
-    char *argv[] = {name, nullptr};
-    QCoreApplication app(argc, argv);
+    QCoreApplication app(plvtest::childArgc, plvtest::childArgv);
     registerTypes();
     PortalSettingsStandIn portal;
     portal.settings[kAppearance] = {{QStringLiteral("color-scheme"), uint(args.value(0).toUInt())},

@@ -33,12 +33,7 @@ QImage templateImage(qreal ratio = 1.0)
     return img;
 }
 
-// A pixel at (x, y) of the image's point coordinates, origin bottom left.
-QColor at(const QImage &img, qreal x, qreal y)
-{
-    const qreal r = img.devicePixelRatio();
-    return img.pixelColor(int(x * r), std::min(img.height() - 1, int(img.height() - y * r)));
-}
+using plvtest::at;
 
 // Fills a path built in bottom-left coordinates into a w x h point image at `scale`.
 QImage fill(const QPainterPath &path, int w, int h, qreal scale)

@@ -6,13 +6,10 @@
 #include "PLVCommon/widgets/PLVGaugeview.h"
 #include "PLVCommon/widgets/PLVGraph.h"
 #include "PLVCommon/widgets/PLVProgressbar.h"
+#include "support/PLVTest.h"
 
 #include <gtest/gtest.h>
 
-#include <QImage>
-#include <QPainter>
-
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -32,43 +29,8 @@ struct Look {
 // 1x and 2x, light and dark.
 const Look kLooks[] = {{1, QColor(236, 236, 236)}, {2, QColor(236, 236, 236)}, {1, QColor(30, 30, 30)}, {2, QColor(30, 30, 30)}};
 
-QImage render(QWidget &view, const Look &look)
-{
-    QImage img((view.size() * look.scale).expandedTo(QSize(1, 1)), QImage::Format_ARGB32_Premultiplied);
-    img.setDevicePixelRatio(look.scale);
-    img.fill(look.background);
-    view.render(&img, QPoint(), QRegion(), QWidget::DrawChildren);
-    return img;
-}
-
-// The pixel holding the point (x, y) of the view, origin bottom left.
-QColor at(const QImage &img, double x, double y)
-{
-    const qreal r = img.devicePixelRatio();
-    const int px = std::clamp(int(std::floor(x * r)), 0, img.width() - 1);
-    const int py = std::clamp(int(std::floor(img.height() - y * r)), 0, img.height() - 1);
-    return img.pixelColor(px, py);
-}
-
-// Colour over the background, as the widget composes it.
-QColor over(const QColor &c, const QColor &bg)
-{
-    const double a = c.alphaF();
-    return QColor::fromRgbF(float(c.redF() * a + bg.redF() * (1 - a)), float(c.greenF() * a + bg.greenF() * (1 - a)),
-                            float(c.blueF() * a + bg.blueF() * (1 - a)));
-}
-
-bool near(const QColor &a, const QColor &b, int tolerance = 3)
-{
-    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance &&
-           std::abs(a.blue() - b.blue()) <= tolerance;
-}
-
-std::string describe(const QColor &c) { return c.name(QColor::HexArgb).toStdString(); }
-
-#define EXPECT_COLOR(img, x, y, want)                                                                               \
-    EXPECT_TRUE(near(at(img, x, y), want)) << "at (" << (x) << ", " << (y) << ") x" << (img).devicePixelRatio()     \
-                                           << ": " << describe(at(img, x, y)) << " want " << describe(want)
+QImage render(QWidget &view, const Look &look) { return plvtest::render(view, look.scale, look.background); }
+using plvtest::at, plvtest::describe, plvtest::near, plvtest::over;
 
 // A graph of width w and height h over a buffer holding the values, oldest first.
 struct GraphFixture {

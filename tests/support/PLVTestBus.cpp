@@ -1,6 +1,6 @@
 #include "PLVTestBus.h"
 
-#include "support/PLVTest.h"
+#include "PLVTest.h"
 
 #include <QFile>
 #include <QStandardPaths>
@@ -71,6 +71,33 @@ ServiceProcess::~ServiceProcess()
     if (!m_process.waitForFinished(3000))
         m_process.kill();
     m_process.waitForFinished(3000);
+}
+
+BusStandIn::BusStandIn(const QString &address, const QString &kind, const QString &scenarioFile)
+    : ServiceProcess(QStringLiteral(PLV_TEST_BINARY_DIR "/standins/plv_bus_standin"), {address, kind, scenarioFile}, "ready")
+{
+}
+
+bool BusStandIn::command(const QString &line)
+{
+    if (m_process.state() != QProcess::Running)
+        return false;
+    m_process.write(line.toUtf8() + '\n');
+    return waitUntil([&] {
+        if (m_process.canReadLine() || m_process.waitForReadyRead(50))
+            while (m_process.canReadLine())
+                if (m_process.readLine().trimmed() == "ok")
+                    return true;
+        return false;
+    });
+}
+
+void BusStandIn::stop()
+{
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    m_process.kill();
+    m_process.waitForFinished(5000);
 }
 
 } // namespace plvtest
