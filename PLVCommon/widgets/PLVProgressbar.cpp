@@ -164,29 +164,20 @@ QColor PLVBatteryBar::fillColor() const { return m_progressValue < 11.0f && m_is
 
 namespace {
 
-// The battery's fixed shapes, built once.
-const QPainterPath &batteryTerminal()
-{
-    static const QPainterPath path = [] {
-        QPainterPath p(QPointF(18, 3));
-        p.cubicTo(QPointF(18.83, 3), QPointF(19.5, 3.9), QPointF(19.5, 5));
-        p.cubicTo(QPointF(19.5, 6.1), QPointF(18.83, 7), QPointF(18, 7));
-        p.cubicTo(QPointF(18, 6.5), QPointF(18, 6.1), QPointF(18, 5));
-        p.cubicTo(QPointF(18, 3.9), QPointF(18, 3.9), QPointF(18, 3));
-        p.closeSubpath();
-        return p;
-    }();
-    return path;
-}
-
-// The 1-point outline of the rounded rectangle (0.5, 0.5, 16, 9), radius 2, as
-// the area between its two offsets: the same pixels as the stroke, filled.
-const QPainterPath &batteryBody()
+// The battery's fixed shape, built once: the 1-point outline of the rounded
+// rectangle (0.5, 0.5, 16, 9), radius 2, as the area between its two offsets
+// (the same pixels as the stroke, filled), and the terminal beside it. One
+// path, so one fill draws both.
+const QPainterPath &batteryOutline()
 {
     static const QPainterPath path = [] {
         QPainterPath p;
         p.addRoundedRect(QRectF(0, 0, 17, 10), 2.5, 2.5);
         p.addRoundedRect(QRectF(1, 1, 15, 8), 1.5, 1.5); // odd-even: the inside
+        p.moveTo(QPointF(18, 3));
+        p.cubicTo(QPointF(18.83, 3), QPointF(19.5, 3.9), QPointF(19.5, 5));
+        p.cubicTo(QPointF(19.5, 6.1), QPointF(18.83, 7), QPointF(18, 7));
+        p.closeSubpath();
         return p;
     }();
     return path;
@@ -199,8 +190,7 @@ void PLVBatteryBar::drawRect(QPainter &painter, const QRectF &dirtyRect)
     PLVView::drawRect(painter, dirtyRect);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(batteryTerminal(), m_borderColor);
-    painter.fillPath(batteryBody(), m_borderColor);
+    painter.fillPath(batteryOutline(), m_borderColor);
     const double w = fillWidth();
     if (w > 0) {
         QPainterPath fill;
