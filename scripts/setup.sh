@@ -12,7 +12,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core adwaita-icon-theme
   python3 python3-psutil procps
-  dbus-daemon xvfb libxcb1-dev libxcursor1 systemd iproute2
+  dbus-daemon xvfb x11-utils libxcb1-dev libxcursor1 systemd iproute2
   strace
 )
 if [ "${1:-}" = --list ]; then

@@ -98,7 +98,7 @@ QByteArray BarOutput::line(Protocol protocol, const QList<ModuleFace> &faces, bo
     return {};
 }
 
-QString BarOutput::clickedModule(const QByteArray &eventLine)
+BarOutput::Click BarOutput::click(const QByteArray &eventLine)
 {
     QByteArray text = eventLine.trimmed();
     // The events form one endless array: "[" first, then objects, each after the first led by ",".
@@ -111,7 +111,12 @@ QString BarOutput::clickedModule(const QByteArray &eventLine)
         return {};
     const QJsonObject event = doc.object();
     const QString instance = event.value(QStringLiteral("instance")).toString();
-    return instance.isEmpty() ? event.value(QStringLiteral("name")).toString() : instance;
+    Click click{instance.isEmpty() ? event.value(QStringLiteral("name")).toString() : instance, QPoint()};
+    // "x" and "y" are the click's place on the whole screen.
+    const QJsonValue x = event.value(QStringLiteral("x")), y = event.value(QStringLiteral("y"));
+    if (x.isDouble() && y.isDouble())
+        click.at = QPoint(x.toInt(), y.toInt());
+    return click;
 }
 
 BarOutput::BarOutput(Protocol protocol, QObject *parent) : QObject(parent), m_protocol(protocol)
@@ -152,10 +157,10 @@ void BarOutput::readClicks()
     }
     qsizetype end;
     while ((end = m_pending.indexOf('\n')) >= 0) {
-        const QString module = clickedModule(m_pending.left(end));
+        const Click c = click(m_pending.left(end));
         m_pending.remove(0, end + 1);
-        if (!module.isEmpty())
-            emit clicked(module);
+        if (!c.module.isEmpty())
+            emit clicked(c.module, c.at);
     }
     if (m_pending.size() > 1 << 20) // a line that never ends is no event
         m_pending.clear();

@@ -8,6 +8,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QPoint>
 
 #include <optional>
 
@@ -25,9 +26,14 @@ public:
     static QByteArray header(Protocol protocol);
     // One update, newline included; `first` is false from the second update on.
     static QByteArray line(Protocol protocol, const QList<ModuleFace> &faces, bool first);
-    // The module (its "name" or "instance") of one line of i3bar click events;
-    // null for the opening bracket, blank lines and anything unreadable.
-    static QString clickedModule(const QByteArray &eventLine);
+    // One line of i3bar click events: the module (its "name" or "instance"),
+    // null for the opening bracket, blank lines and anything unreadable; and
+    // where on the screen the click was, null when the bar does not say.
+    struct Click {
+        QString module;
+        QPoint at;
+    };
+    static Click click(const QByteArray &eventLine);
 
     // Writes to standard output; reads click events from standard input for i3bar.
     explicit BarOutput(Protocol protocol, QObject *parent = nullptr);
@@ -36,7 +42,7 @@ public:
 
 signals:
     // A click on the block of this module (bundle identifier or short name).
-    void clicked(const QString &module);
+    void clicked(const QString &module, const QPoint &at);
 
 private:
     void readClicks();

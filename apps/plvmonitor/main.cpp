@@ -156,11 +156,12 @@ int main(int argc, char **argv)
         });
         // A click on a block opens that module's panel; one tray-less panel per module.
         tray = std::make_unique<TrayController>(&host, err);
-        QObject::connect(barOutput.get(), &BarOutput::clicked, tray.get(), [&host, &tray](const QString &module) {
-            const QStringList ids = ShownModules::named({module}, host.moduleIdentifiers(), nullptr);
-            if (!ids.isEmpty())
-                tray->togglePanel(ids.constFirst(), QPoint());
-        });
+        QObject::connect(barOutput.get(), &BarOutput::clicked, tray.get(),
+                         [&host, &tray](const QString &module, const QPoint &at) {
+                             const QStringList ids = ShownModules::named({module}, host.moduleIdentifiers(), nullptr);
+                             if (!ids.isEmpty())
+                                 tray->togglePanel(ids.constFirst(), at);
+                         });
     } else if (!lines) {
         tray = std::make_unique<TrayController>(&host, err);
         tray->start();

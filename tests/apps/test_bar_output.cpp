@@ -13,6 +13,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+
+#include <optional>
 
 namespace {
 
@@ -112,19 +116,24 @@ TEST(BarOutput, ClickEventsNameTheirModule)
     const struct {
         QByteArray line;
         QString module;
+        QPoint at;
     } cases[] = {
-        {"[", QString()},
-        {"", QString()},
-        {R"({"name":"cpu","instance":"com.tallowcrest.plvCPU","button":1,"x":10,"y":5})", QStringLiteral("com.tallowcrest.plvCPU")},
-        {R"(,{"name":"mem","button":1})", QStringLiteral("mem")},
-        {R"([{"name":"gpu","instance":"","button":3})", QStringLiteral("gpu")},
-        {"  ,  {\"instance\": \"x\"}  \r", QStringLiteral("x")},
-        {R"(,{"name":)", QString()},
-        {R"(,["cpu"])", QString()},
-        {"garbage", QString()},
+        {"[", QString(), QPoint()},
+        {"", QString(), QPoint()},
+        {R"({"name":"cpu","instance":"com.tallowcrest.plvCPU","button":1,"x":10,"y":5})", QStringLiteral("com.tallowcrest.plvCPU"),
+         QPoint(10, 5)},
+        {R"(,{"name":"mem","button":1,"x":"10","y":5})", QStringLiteral("mem"), QPoint()},
+        {R"([{"name":"gpu","instance":"","button":3,"x":1900})", QStringLiteral("gpu"), QPoint()},
+        {"  ,  {\"instance\": \"x\"}  \r", QStringLiteral("x"), QPoint()},
+        {R"(,{"name":)", QString(), QPoint()},
+        {R"(,["cpu"])", QString(), QPoint()},
+        {"garbage", QString(), QPoint()},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(BarOutput::clickedModule(c.line), c.module) << c.line.toStdString();
+    for (const auto &c : cases) {
+        const BarOutput::Click click = BarOutput::click(c.line);
+        EXPECT_EQ(click.module, c.module) << c.line.toStdString();
+        EXPECT_EQ(click.at, c.at) << c.line.toStdString();
+    }
 }
 
 TEST(BarOutput, PercentagesAreTakenFromTheText)
@@ -202,4 +211,57 @@ TEST(BarOutput, PlvmonitorSpeaksEachProtocolOnARealModule)
     const MonitorRun unknown = runWith({QStringLiteral("--bar"), QStringLiteral("text"), QStringLiteral("--only"), QStringLiteral("zzz")});
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_TRUE(unknown.err.contains("zzz")) << unknown.err.toStdString();
+}
+
+TEST(BarOutput, AnI3barClickOpensThatModulesPanelWhereTheClickWasAndAnotherClosesIt)
+{
+    plvtest::HelperServer xvfb(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-noreset"),
+                                                     QStringLiteral("-nolisten"), QStringLiteral("tcp"), QStringLiteral("-screen"),
+                                                     QStringLiteral("0"), QStringLiteral("1024x768x24")});
+    if (xvfb.address.isEmpty())
+        GTEST_SKIP() << "Xvfb is not installed";
+    const QString xwininfo = QStandardPaths::findExecutable(QStringLiteral("xwininfo"));
+    ASSERT_FALSE(xwininfo.isEmpty()) << "scripts/setup.sh installs x11-utils";
+    const QString display = QLatin1Char(':') + xvfb.address;
+    plvtest::TempGroupContainer container;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("PLV_PLUGINS_PATH"), QStringLiteral(PLV_TEST_BUNDLES_DIR));
+    env.insert(QStringLiteral("DISPLAY"), display);
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    QProcess monitor;
+    monitor.setProcessEnvironment(env);
+    monitor.start(QStringLiteral(PLV_BUILD_BIN_DIR "/plvmonitor"), {QStringLiteral("--bar"), QStringLiteral("i3bar")});
+    ASSERT_TRUE(plvtest::waitUntil([&] { return monitor.readAll().contains("full_text"); }, std::chrono::seconds(30)));
+
+    // The panel as the X server has it: where its top left corner is, whether it is shown.
+    struct Window {
+        QPoint topLeft;
+        int width = 0;
+        bool shown = false;
+    };
+    const auto panel = [&]() -> std::optional<Window> {
+        QProcess p;
+        p.start(xwininfo, {QStringLiteral("-display"), display, QStringLiteral("-name"), QStringLiteral("Test module")});
+        p.waitForFinished();
+        const QString text = QString::fromUtf8(p.readAllStandardOutput());
+        const auto field = [&](const char *name) {
+            return QRegularExpression(QLatin1String(name) + QStringLiteral(":\\s+(\\S+)")).match(text).captured(1);
+        };
+        if (p.exitCode() != 0 || field("Width").isEmpty())
+            return std::nullopt;
+        return Window{QPoint(field("Absolute upper-left X").toInt(), field("Absolute upper-left Y").toInt()), field("Width").toInt(),
+                      field("Map State") == QLatin1String("IsViewable")};
+    };
+    const QByteArray click = "{\"name\":\"ukn\",\"instance\":\"com.tallowcrest.test.module\",\"button\":1,\"x\":300,\"y\":10}\n";
+    monitor.write("[\n" + click);
+    ASSERT_TRUE(plvtest::waitUntil([&] { return panel() && panel()->shown; }, std::chrono::seconds(20)));
+    const Window opened = *panel();
+    // Centred under a click near the top of the screen.
+    EXPECT_EQ(opened.topLeft, QPoint(300 - opened.width / 2, 10));
+
+    monitor.write("," + click);
+    EXPECT_TRUE(plvtest::waitUntil([&] { return panel() && !panel()->shown; }, std::chrono::seconds(20)));
+    EXPECT_EQ(monitor.state(), QProcess::Running);
+    monitor.kill();
+    monitor.waitForFinished();
 }
