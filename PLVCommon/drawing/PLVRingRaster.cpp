@@ -1,5 +1,7 @@
 #include "PLVCommon/drawing/PLVRingRaster.h"
 
+#include "PLVCommon/drawing/PLVPixelCache.h"
+
 #include <QImage>
 #include <QPainter>
 #include <QPainterPath>
@@ -104,7 +106,7 @@ void PLVRingRaster::draw(QPainter &painter, QPointF centre, double outerRadius, 
     innerRadius = std::isfinite(innerRadius) ? std::clamp(innerRadius, 0.0, outerRadius) : 0.0;
     const QTransform device = painter.deviceTransform();
     const double scale = std::abs(device.m11());
-    if (device.m12() != 0 || device.m21() != 0 || std::abs(device.m22()) != scale || !(scale > 0)) {
+    if (!PLVPixelCache::isAxisAligned(device)) {
         drawWithPaths(painter, centre, outerRadius, innerRadius, track, value, sweep);
         return;
     }
@@ -159,12 +161,5 @@ void PLVRingRaster::draw(QPainter &painter, QPointF centre, double outerRadius, 
             line[x] = mix(valueCover, radial * (1 - v[3] * valueCover));
         }
     }
-    // Without the world transform only the device's scale and the offset of a
-    // redirected paint remain: the image lands on the pixels it was made for.
-    painter.save();
-    painter.resetTransform();
-    const QTransform base = painter.deviceTransform();
-    image.setDevicePixelRatio(base.m11() > 0 ? base.m11() : 1.0);
-    painter.drawImage(base.inverted().map(QPointF(left, top)), image);
-    painter.restore();
+    PLVPixelCache::blit(painter, image, QPoint(int(left), int(top)));
 }

@@ -1,5 +1,6 @@
 #include "PLVProgressbar.h"
 
+#include "PLVCommon/drawing/PLVPixelCache.h"
 #include "PLVCommon/platform/PLVClassRegistry.h"
 #include "PLVCommon/theme/PLVColor.h"
 #include "PLVCommon/theme/PLVPlatformColors.h"
@@ -24,10 +25,10 @@ void drawBar(QPainter &painter, const QRectF &bounds, float percent, const QColo
 {
     double w = std::ceil(double(percent) * bounds.width() / 100.0);
     w = std::isnan(w) ? 0.0 : std::clamp(w, 0.0, bounds.width());
-    painter.setRenderHint(QPainter::Antialiasing);
     QPainterPath track;
     track.addRoundedRect(bounds, 2.0, 2.0);
-    painter.fillPath(track, QColor::fromRgbF(0, 0, 0, 0.2f));
+    PLVPixelCache::fillPath(painter, track, QColor::fromRgbF(0, 0, 0, 0.2f));
+    painter.setRenderHint(QPainter::Antialiasing);
     if (w <= 0)
         return;
     QPainterPath value;
@@ -189,8 +190,8 @@ void PLVBatteryBar::drawRect(QPainter &painter, const QRectF &dirtyRect)
 {
     PLVView::drawRect(painter, dirtyRect);
     painter.save();
+    PLVPixelCache::fillPath(painter, batteryOutline(), m_borderColor);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(batteryOutline(), m_borderColor);
     const double w = fillWidth();
     if (w > 0) {
         QPainterPath fill;

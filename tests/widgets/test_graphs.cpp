@@ -376,15 +376,22 @@ TEST(Progressbar, ColourStagesAtTheThresholds)
 
 TEST(Progressbar, ValuePartIsRoundedUpToWholePoints)
 {
-    PLVProgressbar bar;
-    bar.setFrame(QRectF(0, 0, 100, 10));
-    bar.setInnerColor(kC1);
-    bar.setProgressValue(33.3f);
-    for (const Look &look : kLooks) {
-        const QImage img = render(bar, look);
-        EXPECT_COLOR(img, 33.5, 5, kC1);
-        EXPECT_COLOR(img, 34.5, 5, over(QColor(0, 0, 0, 51), look.background));
-        EXPECT_COLOR(img, 50, 0.25, over(QColor(0, 0, 0, 51), look.background));
+    // Two widths one after the other: the track's kept picture is that of its own width.
+    for (const double width : {100.0, 60.0}) {
+        PLVProgressbar bar;
+        bar.setFrame(QRectF(0, 0, width, 10));
+        bar.setInnerColor(kC1);
+        bar.setProgressValue(33.3f * 100 / float(width));
+        for (const Look &look : kLooks) {
+            SCOPED_TRACE(testing::Message() << "width " << width << " scale " << look.scale);
+            const QImage img = render(bar, look);
+            EXPECT_COLOR(img, 33.5, 5, kC1);
+            EXPECT_COLOR(img, 34.5, 5, over(QColor(0, 0, 0, 51), look.background));
+            EXPECT_COLOR(img, width - 10, 0.25, over(QColor(0, 0, 0, 51), look.background));
+            if (look.scale > 1) {
+                EXPECT_COLOR(img, width - 0.25, 0.25, look.background); // outside the rounded corner
+            }
+        }
     }
 }
 
@@ -393,7 +400,6 @@ TEST(BatteryBar, FillTerminalAndLowCharge)
     const bool dark = PLVPlatformColors::isDark();
     const QColor green = PLVPlatformColors::colorNamed(QStringLiteral("systemGreenColor"), dark);
     const QColor red = PLVPlatformColors::colorNamed(QStringLiteral("systemRedColor"), dark, 0.9);
-    const QColor border(120, 120, 120);
     struct Case {
         float value;
         bool alert;
@@ -402,6 +408,8 @@ TEST(BatteryBar, FillTerminalAndLowCharge)
     } cases[] = {{100, false, 15, green}, {1, false, 4, green}, {0, false, 2, green},
                  {10.5f, true, 4, red},   {11, true, 4, green}, {50, true, 9, green}};
     for (const Case &c : cases) {
+        // The outline's kept picture follows its colour.
+        const QColor border = &c - cases < 3 ? QColor(120, 120, 120) : QColor(40, 90, 200);
         PLVBatteryBar battery;
         battery.setFrame(QRectF(0, 0, 22, 12));
         battery.setInnerColor(Qt::magenta); // ignored: the fill is the system green
