@@ -4,8 +4,8 @@
 // modules_tick/baseline: what the modules cannot avoid, as bare reads (open,
 // read, close) with no parsing: for the processor module /proc/stat, loadavg,
 // uptime and the CPU lists, plus the stat file of every process; for the memory
-// module meminfo, vmstat and the memory blocks, plus every process's stat
-// again (it keeps its own table); the display functions of the PCI bus and
+// module meminfo, vmstat and the memory blocks (the process table is the
+// processor module's, shared); the display functions of the PCI bus and
 // their statistics; the mount table, a statvfs per mount, diskstats, each
 // disk's sequence number and every process's io and comm; the hwmon and
 // thermal trees twice (temperatures and fans); every network interface's
@@ -105,7 +105,7 @@ struct Floor {
         size_t n = readFile("/proc/meminfo") + readFile("/proc/vmstat") + listFolder("/sys/devices/system/memory");
         for (const std::string &b : memoryBlocks)
             n += readFile(b + "/online");
-        return n + readProcesses({"stat"});
+        return n;
     }
     size_t graphics() const
     {

@@ -3,6 +3,7 @@
 #include "PLVCommon/linux/PLVProcessReader.h"
 
 #include <QFile>
+#include <QHash>
 
 #include <time.h>
 
@@ -291,3 +292,27 @@ quint64 TQProcessTable::footprintForPid(qint32 pid) const
         return 0;
     return dir.footprint().value_or(0);
 }
+
+std::shared_ptr<PLVSharedProcessTable> PLVSharedProcessTable::forRoot(const PLVSysRoot &root)
+{
+    static std::mutex mutex;
+    static QHash<QString, std::weak_ptr<PLVSharedProcessTable>> tables; // by the root's path
+    std::lock_guard lock(mutex);
+    const QString key = root.path(QString());
+    if (auto table = tables.value(key).lock())
+        return table;
+    auto table = std::make_shared<PLVSharedProcessTable>(root);
+    tables.insert(key, table);
+    return table;
+}
+
+bool PLVSharedProcessTable::refreshIfStale()
+{
+    const double now = monotonicSeconds();
+    if (m_refreshedAt < 0 || now - m_refreshedAt >= freshFor) {
+        m_listed = m_table.refresh();
+        m_refreshedAt = now;
+    }
+    return m_listed;
+}
+

@@ -7,6 +7,7 @@
 #include <QVariantMap>
 
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace PLVProcessReader { class ProcDir; }
@@ -109,3 +110,39 @@ private:
     int m_maxOpenFiles = 0;
     int m_openFiles = 0;
 };
+
+// The process table the modules of one process share: the processor and the
+// memory modules both show the busiest processes, and each reading the whole
+// of /proc every tick doubled the monitor's largest cost at rest. A tick's
+// first module refreshes it; a module that comes within `freshFor` seconds of
+// that refresh (the same tick) reads the same snapshot. Thread-safe: modules
+// update on background threads.
+class PLVSharedProcessTable
+{
+public:
+    // The table of this root, made on first use and kept while someone holds it.
+    static std::shared_ptr<PLVSharedProcessTable> forRoot(const PLVSysRoot &root);
+    explicit PLVSharedProcessTable(const PLVSysRoot &root) : m_table(root) {}
+
+    static constexpr double freshFor = 0.2;
+    // Refreshes the table unless it is fresh, then hands it to `read` under the
+    // table's lock. False (and `read` not called) when /proc cannot be listed.
+    template <typename Read>
+    bool use(Read &&read)
+    {
+        std::lock_guard lock(m_mutex);
+        if (!refreshIfStale())
+            return false;
+        read(static_cast<const TQProcessTable &>(m_table));
+        return true;
+    }
+
+private:
+    bool refreshIfStale();
+
+    std::mutex m_mutex;
+    TQProcessTable m_table;
+    double m_refreshedAt = -1;
+    bool m_listed = false;
+};
+

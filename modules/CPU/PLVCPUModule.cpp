@@ -19,7 +19,7 @@ QString percentText(float fraction) { return StringExtras::floatToPercentageStri
 void PLVCPUModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
     m_info = std::make_unique<TQSystemInfo>(root);
-    m_processes = std::make_unique<TQProcessTable>(root);
+    m_processes = PLVSharedProcessTable::forRoot(root);
     modelData().insert(m_info->cpuCoresInformation());
 }
 
@@ -93,13 +93,13 @@ QVariantMap PLVCPUModuleModel::sample()
                                                       .arg(values.value(QStringLiteral("tasksCount")).toLongLong())
                                                       .arg(values.value(QStringLiteral("threadsCount")).toLongLong()));
     // The busiest processes, in percent of one core as top(1) shows them.
-    if (m_processes->refresh()) {
+    m_processes->use([&](const TQProcessTable &table) {
         QStringList tops;
-        for (const TQProcessSample &p : m_processes->topByCPUShare(5))
+        for (const TQProcessSample &p : table.topByCPUShare(5))
             tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::floatToPercentageString(float(p.cpuShare * 100.0)));
-        values.insert(QStringLiteral("cpuTopProcesses"), m_processes->topByCPUShareDictionaries(5));
+        values.insert(QStringLiteral("cpuTopProcesses"), table.topByCPUShareDictionaries(5));
         values.insert(QStringLiteral("cpuTopProcessesText"), tops.join(QStringLiteral(", ")));
-    }
+    });
     const QVariant upTime = values.value(QStringLiteral("upTime"));
     if (upTime.canConvert<PLVDateComponents>())
         values.insert(QStringLiteral("upTimeText"), upTimeText(upTime.value<PLVDateComponents>()));

@@ -23,7 +23,7 @@ protected:
 
 private:
     std::unique_ptr<TQSystemInfo> m_info;
-    std::unique_ptr<TQProcessTable> m_processes;
+    std::shared_ptr<PLVSharedProcessTable> m_processes;
 };
 
 class PLVCPUModuleController : public PLVSamplingModuleController

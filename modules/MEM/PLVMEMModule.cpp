@@ -10,7 +10,7 @@ PLV_REGISTER_CLASS(PLVMEMModuleController)
 void PLVMEMModuleModel::systemRootDidChange(const PLVSysRoot &root)
 {
     m_root = root;
-    m_processes = std::make_unique<TQProcessTable>(root);
+    m_processes = PLVSharedProcessTable::forRoot(root);
 }
 
 QVariantMap PLVMEMModuleModel::sample()
@@ -36,12 +36,12 @@ QVariantMap PLVMEMModuleModel::sample()
         values.insert(QStringLiteral("memUsedText"), StringExtras::floatToPercentageString(used));
         values.insert(QStringLiteral("memHistory"), pushHistory(QStringLiteral("memHistory"), used));
     }
-    if (m_processes->refresh()) {
+    m_processes->use([&](const TQProcessTable &table) {
         QStringList tops;
-        for (const TQProcessSample &p : m_processes->topByResidentSize(5))
+        for (const TQProcessSample &p : table.topByResidentSize(5))
             tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::doubleCapacityToString(double(p.residentSize)));
-        values.insert(QStringLiteral("memTopProcesses"), m_processes->topByResidentSizeDictionaries(5));
+        values.insert(QStringLiteral("memTopProcesses"), table.topByResidentSizeDictionaries(5));
         values.insert(QStringLiteral("memTopProcessesText"), tops.join(QStringLiteral(", ")));
-    }
+    });
     return values;
 }

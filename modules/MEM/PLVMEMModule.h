@@ -19,7 +19,7 @@ protected:
 
 private:
     PLVSysRoot m_root;
-    std::unique_ptr<TQProcessTable> m_processes;
+    std::shared_ptr<PLVSharedProcessTable> m_processes;
 };
 
 class PLVMEMModuleController : public PLVSamplingModuleController

@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <cmath>
@@ -190,6 +191,26 @@ TEST(ProcessTableFixture, AQuickExtraRefreshMeasuresOverTheLongerWindow)
     const double window = table.interval();
     EXPECT_GE(window, 0.6);
     EXPECT_NEAR(table.processForPid(100)->cpuShare, double(busy + 1 - start) / hz() / window, 1e-9);
+}
+
+TEST(ProcessTableFixture, ModulesOfOneTickShareOneRefreshOfTheirRootsTable)
+{
+    FixtureCopy copy, other;
+    ASSERT_TRUE(copy.isValid() && other.isValid());
+    const auto cpu = PLVSharedProcessTable::forRoot(copy.root()), mem = PLVSharedProcessTable::forRoot(copy.root());
+    ASSERT_EQ(cpu, mem);
+    EXPECT_NE(PLVSharedProcessTable::forRoot(other.root()), cpu);
+    int refreshes = -1;
+    ASSERT_TRUE(cpu->use([&](const TQProcessTable &t) { refreshes = t.refreshCount(); }));
+    ASSERT_TRUE(mem->use([&](const TQProcessTable &t) { EXPECT_EQ(t.refreshCount(), refreshes); }));
+    // The next tick refreshes again.
+    QThread::msleep(int(PLVSharedProcessTable::freshFor * 1000) + 50);
+    ASSERT_TRUE(mem->use([&](const TQProcessTable &t) { EXPECT_EQ(t.refreshCount(), refreshes + 1); }));
+    // A root with no proc/ cannot be listed: nothing to read.
+    QTemporaryDir empty;
+    bool called = false;
+    EXPECT_FALSE(PLVSharedProcessTable::forRoot(PLVSysRoot(empty.path()))->use([&](const TQProcessTable &) { called = true; }));
+    EXPECT_FALSE(called);
 }
 
 TEST(ProcessTableLive, OurChildrenTheirCPUShareAndTheirEnd)
