@@ -12,6 +12,7 @@
 #include <cstring>
 #include <set>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -223,6 +224,19 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
     return result;
 }
 
+PLVDiskSource::~PLVDiskSource() { closeHeldIoFiles(); }
+
+void PLVDiskSource::closeHeldIoFiles()
+{
+    for (auto &[pid, counters] : m_processes) {
+        if (counters.ioFd >= 0) {
+            ::close(counters.ioFd);
+            counters.ioFd = -1;
+            --m_heldIoFiles;
+        }
+    }
+}
+
 QList<PLVProcessIO> PLVDiskSource::topProcesses(int count) { return topProcesses(monotonicSeconds(), count); }
 
 QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
@@ -234,6 +248,7 @@ QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
     if (!dir) {
         if (procFd >= 0)
             ::close(procFd);
+        closeHeldIoFiles();
         m_processes.clear();
         return result;
     }
@@ -245,20 +260,47 @@ QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
         const long long pid = std::strtoll(e->d_name, &endp, 10);
         if (pid <= 0 || *endp != '\0')
             continue;
-        // EACCES (another user's process) and vanished processes are skipped.
-        std::snprintf(path, sizeof path, "%lld/io", pid);
-        const ssize_t n = PLVSysFile::readAt(procFd, path, text, sizeof text);
-        if (n <= 0)
-            continue;
-        ProcessCounters c;
-        const char *r = std::strstr(text, "\nread_bytes:");
-        const char *w = std::strstr(text, "\nwrite_bytes:");
-        if (!r || !w)
-            continue;
-        c.readBytes = std::strtoull(r + 12, nullptr, 10);
-        c.writeBytes = std::strtoull(w + 13, nullptr, 10);
         const auto before = m_processes.find(pid);
         const bool known = before != m_processes.end();
+        // A held file of a process that ended reads nothing (ESRCH), also when
+        // its number was taken again since: then the new process is opened.
+        int fd = known ? std::exchange(before->second.ioFd, -1) : -1;
+        ssize_t n = fd >= 0 ? ::pread(fd, text, sizeof text - 1, 0) : -1;
+        if (n <= 0 && fd >= 0) {
+            ::close(fd);
+            --m_heldIoFiles;
+            fd = -1;
+        }
+        if (fd < 0) {
+            // EACCES (another user's process) and vanished processes are skipped.
+            std::snprintf(path, sizeof path, "%lld/io", pid);
+            fd = ::openat(procFd, path, O_RDONLY | O_CLOEXEC);
+            if (fd < 0)
+                continue;
+            n = ::pread(fd, text, sizeof text - 1, 0);
+            if (n <= 0 || m_heldIoFiles >= kMaxHeldIoFiles) {
+                ::close(fd);
+                fd = -1;
+            } else {
+                ++m_heldIoFiles;
+            }
+        }
+        if (n <= 0)
+            continue;
+        text[n] = '\0';
+        ProcessCounters c;
+        c.ioFd = fd;
+        const char *r = std::strstr(text, "\nread_bytes:");
+        const char *w = std::strstr(text, "\nwrite_bytes:");
+        if (!r || !w) {
+            if (fd >= 0) {
+                ::close(fd);
+                --m_heldIoFiles;
+            }
+            continue;
+        }
+        c.readBytes = std::strtoull(r + 12, nullptr, 10);
+        c.writeBytes = std::strtoull(w + 13, nullptr, 10);
         const bool busy = known && (c.readBytes != before->second.readBytes || c.writeBytes != before->second.writeBytes);
         // The name tells a reused process number; it is only needed for a
         // process seen for the first time or one that did I/O.
@@ -282,6 +324,7 @@ QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
         seen.emplace(pid, std::move(c));
     }
     ::closedir(dir);
+    closeHeldIoFiles(); // of the processes that ended; the others moved to `seen`
     m_processes = std::move(seen);
     m_processesAt = now;
     std::sort(result.begin(), result.end(), [](const PLVProcessIO &a, const PLVProcessIO &b) {

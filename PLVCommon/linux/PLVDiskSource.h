@@ -38,6 +38,9 @@ class PLVDiskSource
 {
 public:
     explicit PLVDiskSource(const PLVSysRoot &root = PLVSysRoot());
+    ~PLVDiskSource();
+    PLVDiskSource(const PLVDiskSource &) = delete;
+    PLVDiskSource &operator=(const PLVDiskSource &) = delete;
 
     // File systems a person stores files on: block-device and network mounts,
     // each device once (bind mounts and second mounts left out), with sizes.
@@ -52,7 +55,11 @@ public:
     QList<PLVDiskActivity> activity();
 
     // The processes with the highest I/O rate since the previous call, at most
-    // count, busiest first; processes that did no I/O are left out.
+    // count, busiest first; processes that did no I/O are left out. The io
+    // file of a process is kept open and re-read with pread() (up to
+    // kMaxHeldIoFiles of them): opening it runs a path lookup and a permission
+    // check that cost more than the read, every process, every tick.
+    static constexpr int kMaxHeldIoFiles = 256;
     QList<PLVProcessIO> topProcesses(double nowSeconds, int count);
     QList<PLVProcessIO> topProcesses(int count);
 
@@ -74,7 +81,10 @@ private:
         QByteArray name;
         quint64 readBytes = 0;
         quint64 writeBytes = 0;
+        int ioFd = -1; // the process's io file, while held
     };
+
+    void closeHeldIoFiles();
 
     PLVSysRoot m_root;
     PLVOpenSysFile m_diskstats;
@@ -82,4 +92,5 @@ private:
     std::map<QByteArray, DiskCounters> m_disks;
     std::map<qint64, ProcessCounters> m_processes;
     double m_processesAt = -1;
+    int m_heldIoFiles = 0;
 };

@@ -131,6 +131,29 @@ TEST(DiskSource, TopProcessesAreTheBusiestSinceTheLastLookAndNeverAReusedNumber)
     EXPECT_TRUE(source.topProcesses(104.0, 5).isEmpty());
 }
 
+TEST(DiskSource, ALiveProcessIsFollowedAcrossLooksThroughItsKeptIoFile)
+{
+    // A shell that, once looked at, has a child write 8 MB to a real disk and
+    // reaps it: the child's I/O is then counted in the shell's own io file.
+    QTemporaryDir dir(QDir::currentPath() + u"/io-XXXXXX"_s); // not tmpfs, which counts no block I/O
+    ASSERT_TRUE(dir.isValid());
+    QProcess shell;
+    shell.start(u"sh"_s, {u"-c"_s, u"read go; dd if=/dev/zero of='%1/f' bs=1M count=8 conv=fsync 2>/dev/null; read end"_s.arg(dir.path())});
+    ASSERT_TRUE(shell.waitForStarted());
+    PLVDiskSource source;
+    source.topProcesses(5);
+    shell.write("\n");
+    bool seen = false;
+    ASSERT_TRUE(plvtest::waitUntil([&] {
+        for (const PLVProcessIO &p : source.topProcesses(5))
+            seen = seen || (p.pid == shell.processId() && p.writeRate > 0);
+        return seen;
+    }, std::chrono::seconds(20)))
+        << "the shell's written bytes never showed";
+    shell.write("\n");
+    shell.waitForFinished();
+}
+
 TEST(HwmonSource, ALaptopsSensorsCarryTheirOwnLabelsGroupsAndValues)
 {
     const PLVHwmonSource source(PLVSysRoot(plvtest::fixturePath(u"sys-laptop"_s)));
