@@ -146,6 +146,7 @@ QList<PLVNetInterface> PLVNetSource::interfaces(double now)
 {
     QList<PLVNetInterface> result;
     std::map<int, Counters> seen;
+    std::map<QString, Kind> kinds;
     const QString base = m_root.path(QStringLiteral("sys/class/net"));
     for (const QString &name : QDir(base).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         const QString dir = base + QLatin1Char('/') + name;
@@ -154,16 +155,26 @@ QList<PLVNetInterface> PLVNetSource::interfaces(double now)
         const auto tx = readCounter(dir + QStringLiteral("/statistics/tx_bytes"));
         if (name == QLatin1String("lo") || !rx || !tx)
             continue;
-        if (readTrimmed(dir + QStringLiteral("/type")) == "772") // ARPHRD_LOOPBACK under another name
+        bool ok = false;
+        int ifindex = readTrimmed(dir + QStringLiteral("/ifindex")).toInt(&ok);
+        if (!ok)
+            ifindex = -1;
+        Kind &kind = kinds[name];
+        if (const auto known = m_kinds.find(name); known != m_kinds.end() && known->second.ifindex == ifindex && ifindex >= 0) {
+            kind = known->second;
+        } else {
+            kind.ifindex = ifindex;
+            kind.loopback = readTrimmed(dir + QStringLiteral("/type")) == "772"; // ARPHRD_LOOPBACK under another name
+            kind.physical = QFile::exists(dir + QStringLiteral("/device"));
+            kind.wireless = QFile::exists(dir + QStringLiteral("/wireless")) || QFile::exists(dir + QStringLiteral("/phy80211"));
+        }
+        if (kind.loopback)
             continue;
         PLVNetInterface i;
         i.name = name;
-        bool ok = false;
-        i.ifindex = readTrimmed(dir + QStringLiteral("/ifindex")).toInt(&ok);
-        if (!ok)
-            i.ifindex = -1;
-        i.physical = QFile::exists(dir + QStringLiteral("/device"));
-        i.wireless = QFile::exists(dir + QStringLiteral("/wireless")) || QFile::exists(dir + QStringLiteral("/phy80211"));
+        i.ifindex = ifindex;
+        i.physical = kind.physical;
+        i.wireless = kind.wireless;
         i.operState = QString::fromLatin1(readTrimmed(dir + QStringLiteral("/operstate")));
         i.hardwareAddress = QString::fromLatin1(readTrimmed(dir + QStringLiteral("/address")));
         // speed answers EINVAL while the link is down: unknown.
@@ -183,6 +194,7 @@ QList<PLVNetInterface> PLVNetSource::interfaces(double now)
         result << i;
     }
     m_previous = std::move(seen);
+    m_kinds = std::move(kinds);
     std::stable_sort(result.begin(), result.end(),
                      [](const PLVNetInterface &a, const PLVNetInterface &b) { return a.physical && !b.physical; });
     readWireless(m_root, result);

@@ -56,4 +56,13 @@ private:
     };
     PLVSysRoot m_root;
     std::map<int, Counters> m_previous;
+    // What an interface is (loopback, backed by a device, wireless) does not
+    // change while its index stays: read once per name and index.
+    struct Kind {
+        int ifindex = -1;
+        bool loopback = false;
+        bool physical = false;
+        bool wireless = false;
+    };
+    std::map<QString, Kind> m_kinds;
 };
