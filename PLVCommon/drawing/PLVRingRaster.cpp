@@ -106,7 +106,8 @@ void PLVRingRaster::draw(QPainter &painter, QPointF centre, double outerRadius, 
     innerRadius = std::isfinite(innerRadius) ? std::clamp(innerRadius, 0.0, outerRadius) : 0.0;
     const QTransform device = painter.deviceTransform();
     const double scale = std::abs(device.m11());
-    if (!PLVPixelCache::isAxisAligned(device)) {
+    // Per-pixel tables pay off for gauge-sized rings; a large one is filled as paths.
+    if (!PLVPixelCache::isAxisAligned(device) || outerRadius * scale > 256) {
         drawWithPaths(painter, centre, outerRadius, innerRadius, track, value, sweep);
         return;
     }

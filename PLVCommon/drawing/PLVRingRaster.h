@@ -17,8 +17,8 @@ namespace PLVRingRaster {
 // around `centre`, in the painter's coordinates, in `track`, and over it the
 // sector that starts at 12 o'clock and runs clockwise, as seen on screen, over
 // `sweepDegrees` (clamped to 0-360) in `value`. The sector's ends are flat,
-// along the radii. Painters that rotate or shear get the same picture through
-// path fills.
+// along the radii. Painters that rotate or shear, and rings over 256 device
+// pixels in radius, get the same picture through path fills.
 void draw(QPainter &painter, QPointF centre, double outerRadius, double innerRadius, const QColor &track,
           const QColor &value, double sweepDegrees);
 
