@@ -24,19 +24,24 @@ QString addressText(int family, const void *raw)
     return ::inet_ntop(family, raw, text, sizeof text) ? QString::fromLatin1(text) : QString();
 }
 
-QByteArray readTrimmed(const QString &path) { return PLVSysFile::read(path, 4096).trimmed(); }
+QByteArray readTrimmed(const PLVOpenSysFile &file)
+{
+    std::vector<char> &buf = PLVSysFile::scratchBuffer();
+    const ssize_t n = file.read(buf);
+    return n < 0 ? QByteArray() : QByteArray(buf.data(), n).trimmed();
+}
 
-std::optional<quint64> readCounter(const QString &path)
+std::optional<quint64> readCounter(const PLVOpenSysFile &file)
 {
     bool ok = false;
-    const quint64 v = readTrimmed(path).toULongLong(&ok);
+    const quint64 v = readTrimmed(file).toULongLong(&ok);
     return ok ? std::optional<quint64>(v) : std::nullopt;
 }
 
 // "wlan0: 0000   54.  -56.  -256  ..." : interface, status, link quality, signal level, noise.
-void readWireless(const PLVSysRoot &root, QList<PLVNetInterface> &interfaces)
+void readWireless(const PLVOpenSysFile &file, QList<PLVNetInterface> &interfaces)
 {
-    const QByteArray text = PLVSysFile::read(root.path(QStringLiteral("proc/net/wireless")));
+    const QByteArray text = readTrimmed(file);
     for (const QByteArray &line : text.split('\n')) {
         const qsizetype colon = line.indexOf(':');
         if (colon <= 0)
@@ -123,7 +128,24 @@ void inet6Addresses(const PLVSysRoot &root, QList<PLVNetInterface> &interfaces)
 
 } // namespace
 
-PLVNetSource::PLVNetSource(const PLVSysRoot &root) : m_root(root) {}
+PLVNetSource::PLVNetSource(const PLVSysRoot &root)
+    : m_root(root), m_dir(root, "sys/class/net"), m_wireless(root, "proc/net/wireless")
+{
+}
+
+PLVNetSource::Held::Held(const PLVSysRoot &root, const QByteArray &dir)
+    : ifindexFile(root, (dir + "/ifindex").constData()), rx(root, (dir + "/statistics/rx_bytes").constData()),
+      tx(root, (dir + "/statistics/tx_bytes").constData()), operState(root, (dir + "/operstate").constData()),
+      address(root, (dir + "/address").constData()), speed(root, (dir + "/speed").constData())
+{
+    bool ok = false;
+    const int index = readTrimmed(ifindexFile).toInt(&ok);
+    ifindex = ok ? index : -1;
+    const QString path = root.path(QString::fromLocal8Bit(dir));
+    loopback = readTrimmed(PLVOpenSysFile(root, (dir + "/type").constData())) == "772"; // ARPHRD_LOOPBACK under another name
+    physical = QFile::exists(path + QStringLiteral("/device"));
+    wireless = QFile::exists(path + QStringLiteral("/wireless")) || QFile::exists(path + QStringLiteral("/phy80211"));
+}
 
 quint64 PLVNetSource::counterDelta(quint64 before, quint64 now)
 {
@@ -146,39 +168,41 @@ QList<PLVNetInterface> PLVNetSource::interfaces(double now)
 {
     QList<PLVNetInterface> result;
     std::map<int, Counters> seen;
-    std::map<QString, Kind> kinds;
-    const QString base = m_root.path(QStringLiteral("sys/class/net"));
-    for (const QString &name : QDir(base).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QString dir = base + QLatin1Char('/') + name;
-        // An interface removed between the listing and the reads has no counters: left out.
-        const auto rx = readCounter(dir + QStringLiteral("/statistics/rx_bytes"));
-        const auto tx = readCounter(dir + QStringLiteral("/statistics/tx_bytes"));
-        if (name == QLatin1String("lo") || !rx || !tx)
-            continue;
+    std::map<QString, std::unique_ptr<Held>> held;
+    QStringList names;
+    m_dir.forEach([&](const char *name) {
+        if (name[0] != '.')
+            names << QString::fromLocal8Bit(name);
+    });
+    names.sort(Qt::CaseInsensitive);
+    for (const QString &name : std::as_const(names)) {
+        std::unique_ptr<Held> files;
+        if (auto it = m_held.find(name); it != m_held.end())
+            files = std::move(it->second);
+        // The index tells the same interface from one made again under its name.
         bool ok = false;
-        int ifindex = readTrimmed(dir + QStringLiteral("/ifindex")).toInt(&ok);
-        if (!ok)
-            ifindex = -1;
-        Kind &kind = kinds[name];
-        if (const auto known = m_kinds.find(name); known != m_kinds.end() && known->second.ifindex == ifindex && ifindex >= 0) {
-            kind = known->second;
-        } else {
-            kind.ifindex = ifindex;
-            kind.loopback = readTrimmed(dir + QStringLiteral("/type")) == "772"; // ARPHRD_LOOPBACK under another name
-            kind.physical = QFile::exists(dir + QStringLiteral("/device"));
-            kind.wireless = QFile::exists(dir + QStringLiteral("/wireless")) || QFile::exists(dir + QStringLiteral("/phy80211"));
+        const int ifindex = files ? readTrimmed(files->ifindexFile).toInt(&ok) : -1;
+        if (!files || !ok || ifindex != files->ifindex)
+            files = std::make_unique<Held>(m_root, "sys/class/net/" + name.toLocal8Bit());
+        Held &f = *files;
+        if (f.loopback || name == QLatin1String("lo")) {
+            held.emplace(name, std::move(files));
+            continue;
         }
-        if (kind.loopback)
+        // Not an interface (bonding_masters), or one removed since the listing: left out.
+        const auto rx = readCounter(f.rx);
+        const auto tx = readCounter(f.tx);
+        if (!rx || !tx)
             continue;
         PLVNetInterface i;
         i.name = name;
-        i.ifindex = ifindex;
-        i.physical = kind.physical;
-        i.wireless = kind.wireless;
-        i.operState = QString::fromLatin1(readTrimmed(dir + QStringLiteral("/operstate")));
-        i.hardwareAddress = QString::fromLatin1(readTrimmed(dir + QStringLiteral("/address")));
+        i.ifindex = f.ifindex;
+        i.physical = f.physical;
+        i.wireless = f.wireless;
+        i.operState = QString::fromLatin1(readTrimmed(f.operState));
+        i.hardwareAddress = QString::fromLatin1(readTrimmed(f.address));
         // speed answers EINVAL while the link is down: unknown.
-        const qint64 speed = readTrimmed(dir + QStringLiteral("/speed")).toLongLong(&ok);
+        const qint64 speed = readTrimmed(f.speed).toLongLong(&ok);
         i.speedMbps = ok && speed > 0 ? speed : -1;
         i.rxBytes = *rx;
         i.txBytes = *tx;
@@ -191,13 +215,14 @@ QList<PLVNetInterface> PLVNetSource::interfaces(double now)
             }
             seen[i.ifindex] = Counters{i.rxBytes, i.txBytes, now};
         }
+        held.emplace(name, std::move(files));
         result << i;
     }
     m_previous = std::move(seen);
-    m_kinds = std::move(kinds);
+    m_held = std::move(held);
     std::stable_sort(result.begin(), result.end(),
                      [](const PLVNetInterface &a, const PLVNetInterface &b) { return a.physical && !b.physical; });
-    readWireless(m_root, result);
+    readWireless(m_wireless, result);
     if (m_root.isLive()) {
         liveAddresses(result);
         for (PLVNetInterface &i : result)

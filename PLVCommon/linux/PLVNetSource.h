@@ -6,10 +6,11 @@
 #include <QStringList>
 
 #include <map>
+#include <memory>
 #include <optional>
 
 // Network interfaces from /sys/class/net (statistics/rx_bytes and tx_bytes,
-// operstate, address, wireless) and /proc/net/wireless (signal); addresses
+// operstate, address, speed, wireless) and /proc/net/wireless (signal); addresses
 // from getifaddrs() on the live system, IPv6 ones from /proc/net/if_inet6
 // under any other root; the wireless network's name from the wireless
 // extensions' ioctl, live only.
@@ -54,15 +55,22 @@ private:
         quint64 tx = 0;
         double at = 0;
     };
-    PLVSysRoot m_root;
-    std::map<int, Counters> m_previous;
-    // What an interface is (loopback, backed by a device, wireless) does not
-    // change while its index stays: read once per name and index.
-    struct Kind {
+    // The files of one interface, held open between samples (on the live
+    // system) and re-read with pread, with what the interface is (loopback,
+    // backed by a device, wireless), which does not change while its index
+    // stays. A new index under the name (the interface was made again) opens
+    // them afresh.
+    struct Held {
+        Held(const PLVSysRoot &root, const QByteArray &dir);
         int ifindex = -1;
         bool loopback = false;
         bool physical = false;
         bool wireless = false;
+        PLVOpenSysFile ifindexFile, rx, tx, operState, address, speed;
     };
-    std::map<QString, Kind> m_kinds;
+    PLVSysRoot m_root;
+    PLVOpenSysDir m_dir;
+    PLVOpenSysFile m_wireless;
+    std::map<int, Counters> m_previous;
+    std::map<QString, std::unique_ptr<Held>> m_held; // by name
 };

@@ -265,10 +265,13 @@ ssize_t PLVOpenSysFile::read(std::vector<char> &buf) const
             }
         }
         const ssize_t n = PLVSysFile::preadAll(fd, buf);
-        if (n >= 0)
+        // A file that is there but refuses the read (a link's speed while it
+        // is down) refuses a fresh open's read too.
+        if (n >= 0 || errno != ENODEV)
             return n;
         // The file went away under the descriptor (a CPU or device removed):
-        // fall through to a fresh open, which tells whether it is still there.
+        // fall through to a fresh open, which tells whether it is back. The
+        // held descriptor stays: another thread may be reading through it.
     }
     const int fd = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
