@@ -46,6 +46,11 @@ QVariant PLVSamplingModuleModel::moduleSetting(const QString &key) const
     return id.isEmpty() ? QVariant() : PLVPreferencesForModules::standardUserDefaults()->objectForKey(key, id);
 }
 
+PLVSamplingModuleModel *PLVSamplingModuleModel::of(PLVGenericModuleController *controller)
+{
+    return controller ? qobject_cast<PLVSamplingModuleModel *>(controller->modulemodelobj()) : nullptr;
+}
+
 QVariantList PLVSamplingModuleModel::pushHistory(const QString &key, float v)
 {
     std::unique_ptr<PLVGraphArrays> &history = m_histories[key];

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -49,6 +50,18 @@ public:
     // One of this module's settings (PLVPreferencesForModules), invalid when unset.
     QVariant moduleSetting(const QString &key) const;
 
+    // Whether a window shows this module's details now (its drop-down panel,
+    // the widget). Readings that only the details show and that cost a walk
+    // of every process (the busiest processes) are taken every tick while
+    // shown, and at rest about every kDetailRestSeconds: the status item and
+    // its tooltip then show the busiest processes of the last few seconds,
+    // at a fraction of the cost. Thread-safe.
+    bool isShowingDetails() const { return m_showingDetails.load(std::memory_order_relaxed); }
+    void setShowingDetails(bool shown) { m_showingDetails.store(shown, std::memory_order_relaxed); }
+    // The module model of a controller, when it is a sampling module.
+    static PLVSamplingModuleModel *of(PLVGenericModuleController *controller);
+    static constexpr double kDetailRestSeconds = 10.0;
+
 protected:
     // On the global queue; the controller never runs two at once. An empty
     // dictionary publishes nothing: a tick the sampler had to drop keeps the
@@ -60,8 +73,13 @@ protected:
     // and returns its values to publish, oldest first. A history not pushed
     // during a tick is dropped after it: its sensor or interface is gone.
     QVariantList pushHistory(const QString &key, float v);
+    // How old a detail reading may be at this tick, in seconds: 0 while the
+    // details are shown, else kDetailRestSeconds less the timer's slack (so
+    // that at the default interval every fifth tick takes one).
+    double detailMaxAge() const { return isShowingDetails() ? 0.0 : kDetailRestSeconds - 0.5; }
 
 private:
+    std::atomic<bool> m_showingDetails{false};
     mutable std::mutex m_rootLock;
     PLVSysRoot m_root;
     QString m_busAddress;

@@ -237,10 +237,16 @@ void PLVDiskSource::closeHeldIoFiles()
     }
 }
 
-QList<PLVProcessIO> PLVDiskSource::topProcesses(int count) { return topProcesses(monotonicSeconds(), count); }
-
-QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
+QList<PLVProcessIO> PLVDiskSource::topProcesses(int count, double maxAge)
 {
+    return topProcesses(monotonicSeconds(), count, maxAge);
+}
+
+QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count, double maxAge)
+{
+    // Rates need two looks: the second comes at the next call, whatever maxAge says.
+    if (m_looks >= 2 && now >= m_processesAt && now - m_processesAt < maxAge)
+        return m_busiest.mid(0, std::max(count, 0));
     QList<PLVProcessIO> result;
     std::map<qint64, ProcessCounters> seen;
     const int procFd = ::open(m_root.nativePath("proc").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -250,6 +256,7 @@ QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
             ::close(procFd);
         closeHeldIoFiles();
         m_processes.clear();
+        m_busiest.clear();
         return result;
     }
     const double dt = m_processesAt >= 0 ? now - m_processesAt : 0;
@@ -327,10 +334,10 @@ QList<PLVProcessIO> PLVDiskSource::topProcesses(double now, int count)
     closeHeldIoFiles(); // of the processes that ended; the others moved to `seen`
     m_processes = std::move(seen);
     m_processesAt = now;
+    ++m_looks;
     std::sort(result.begin(), result.end(), [](const PLVProcessIO &a, const PLVProcessIO &b) {
         return a.readRate + a.writeRate > b.readRate + b.writeRate;
     });
-    if (result.size() > count)
-        result.resize(std::max(count, 0));
-    return result;
+    m_busiest = result;
+    return result.mid(0, std::max(count, 0));
 }

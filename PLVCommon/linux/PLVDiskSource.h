@@ -54,14 +54,16 @@ public:
     QList<PLVDiskActivity> activity(double nowSeconds);
     QList<PLVDiskActivity> activity();
 
-    // The processes with the highest I/O rate since the previous call, at most
-    // count, busiest first; processes that did no I/O are left out. The io
-    // file of a process is kept open and re-read with pread() (up to
-    // kMaxHeldIoFiles of them): opening it runs a path lookup and a permission
-    // check that cost more than the read, every process, every tick.
+    // The processes with the highest I/O rate since the previous look at
+    // every process, at most count, busiest first; processes that did no I/O
+    // are left out. A look younger than maxAge seconds is not taken again: its
+    // list stands. The io file of a process is kept open and re-read with
+    // pread() (up to kMaxHeldIoFiles of them): opening it runs a path lookup
+    // and a permission check that cost more than the read, every process,
+    // every tick.
     static constexpr int kMaxHeldIoFiles = 256;
-    QList<PLVProcessIO> topProcesses(double nowSeconds, int count);
-    QList<PLVProcessIO> topProcesses(int count);
+    QList<PLVProcessIO> topProcesses(double nowSeconds, int count, double maxAge = 0);
+    QList<PLVProcessIO> topProcesses(int count, double maxAge = 0);
 
     // mountinfo's octal escapes ("\040" for a space) decoded.
     static QString unescapeMountField(const QByteArray &field);
@@ -92,5 +94,7 @@ private:
     std::map<QByteArray, DiskCounters> m_disks;
     std::map<qint64, ProcessCounters> m_processes;
     double m_processesAt = -1;
+    QList<PLVProcessIO> m_busiest; // of the last look, busiest first
+    int m_looks = 0;
     int m_heldIoFiles = 0;
 };

@@ -306,10 +306,12 @@ std::shared_ptr<PLVSharedProcessTable> PLVSharedProcessTable::forRoot(const PLVS
     return table;
 }
 
-bool PLVSharedProcessTable::refreshIfStale()
+bool PLVSharedProcessTable::refreshIfOlder(double maxAge)
 {
     const double now = monotonicSeconds();
-    if (m_refreshedAt < 0 || now - m_refreshedAt >= freshFor) {
+    // Shares need two refreshes: the second comes at the next tick, whatever maxAge says.
+    const double age = m_table.refreshCount() < 2 ? freshFor : std::max(maxAge, freshFor);
+    if (m_refreshedAt < 0 || now - m_refreshedAt >= age) {
         m_listed = m_table.refresh();
         m_refreshedAt = now;
     }

@@ -125,20 +125,24 @@ public:
     explicit PLVSharedProcessTable(const PLVSysRoot &root) : m_table(root) {}
 
     static constexpr double freshFor = 0.2;
-    // Refreshes the table unless it is fresh, then hands it to `read` under the
-    // table's lock. False (and `read` not called) when /proc cannot be listed.
+    // Refreshes the table when its last refresh is at least maxAge seconds
+    // old (and never twice within freshFor), then hands it to `read` under
+    // the table's lock. False (and `read` not called) when /proc cannot be
+    // listed.
     template <typename Read>
-    bool use(Read &&read)
+    bool use(double maxAge, Read &&read)
     {
         std::lock_guard lock(m_mutex);
-        if (!refreshIfStale())
+        if (!refreshIfOlder(maxAge))
             return false;
         read(static_cast<const TQProcessTable &>(m_table));
         return true;
     }
+    template <typename Read>
+    bool use(Read &&read) { return use(0.0, std::forward<Read>(read)); }
 
 private:
-    bool refreshIfStale();
+    bool refreshIfOlder(double maxAge);
 
     std::mutex m_mutex;
     TQProcessTable m_table;

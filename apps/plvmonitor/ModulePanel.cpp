@@ -2,6 +2,7 @@
 
 #include "PLVCommon/core/PLVGenericModuleController.h"
 #include "PLVCommon/core/PLVGenericViews.h"
+#include "PLVCommon/core/PLVSamplingModule.h"
 #include "PLVCommon/platform/PLVView.h"
 #include "PLVCommon/theme/PLVAppearance.h"
 #include "PLVCommon/theme/PLVColor.h"
@@ -17,7 +18,7 @@ constexpr int titleHeight = 24;
 } // namespace
 
 ModulePanel::ModulePanel(const QString &title, PLVGenericModuleController *controller, QWidget *parent)
-    : QWidget(parent, Qt::Popup), m_title(title)
+    : QWidget(parent, Qt::Popup), m_title(title), m_controller(controller)
 {
     setAttribute(Qt::WA_DeleteOnClose, false);
     setWindowTitle(title);
@@ -106,11 +107,16 @@ void ModulePanel::paintEvent(QPaintEvent *)
 void ModulePanel::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
+    // The details are on screen: the module reads them every tick now.
+    if (PLVSamplingModuleModel *model = PLVSamplingModuleModel::of(m_controller))
+        model->setShowingDetails(true);
     emit openChanged(true);
 }
 
 void ModulePanel::hideEvent(QHideEvent *event)
 {
     QWidget::hideEvent(event);
+    if (PLVSamplingModuleModel *model = PLVSamplingModuleModel::of(m_controller))
+        model->setShowingDetails(false);
     emit openChanged(false);
 }

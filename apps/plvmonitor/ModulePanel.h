@@ -32,6 +32,7 @@ private:
 
     QString m_title;
     QPointer<QWidget> m_view;
+    QPointer<PLVGenericModuleController> m_controller;
     QPointer<QWidget> m_home; // where the view lives while the panel is closed
     PLVColor *m_color = nullptr;
 };

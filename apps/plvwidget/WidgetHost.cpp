@@ -1,6 +1,8 @@
 #include "WidgetHost.h"
 
 #include "PLVCommon/core/PLVGenericModuleController.h"
+#include "PLVCommon/core/PLVModulesDictionary.h"
+#include "PLVCommon/core/PLVSamplingModule.h"
 #include "PLVCommon/core/PLVTimer.h"
 #include "PLVCommon/panels/TQAnimator.h"
 #include "PLVCommon/platform/PLVBinding.h"
@@ -172,6 +174,11 @@ void WidgetHost::show()
     w->setGeometry(at);
     m_target = at.size();
     w->show();
+    // The widget stays on the desktop: its module's details are always shown.
+    if (PLVModulesDictionary *modules = m_controller->modules())
+        if (PLVSamplingModuleModel *model =
+                PLVSamplingModuleModel::of(modules->value(m_controller->moduleBundleIdentifier()).data()))
+            model->setShowingDetails(true);
     m_placed = true;
     QTimer::singleShot(300, this, &WidgetHost::settled);
 }

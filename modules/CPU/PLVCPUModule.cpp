@@ -93,7 +93,7 @@ QVariantMap PLVCPUModuleModel::sample()
                                                       .arg(values.value(QStringLiteral("tasksCount")).toLongLong())
                                                       .arg(values.value(QStringLiteral("threadsCount")).toLongLong()));
     // The busiest processes, in percent of one core as top(1) shows them.
-    m_processes->use([&](const TQProcessTable &table) {
+    m_processes->use(detailMaxAge(), [&](const TQProcessTable &table) {
         QStringList tops;
         for (const TQProcessSample &p : table.topByCPUShare(5))
             tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::floatToPercentageString(float(p.cpuShare * 100.0)));

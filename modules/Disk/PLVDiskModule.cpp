@@ -71,7 +71,7 @@ QVariantMap PLVDiskModuleModel::sample()
 
     QVariantList top;
     QStringList topTexts;
-    for (const PLVProcessIO &p : m_source->topProcesses(5)) {
+    for (const PLVProcessIO &p : m_source->topProcesses(5, detailMaxAge())) {
         top << QVariantMap{{QStringLiteral("pid"), p.pid},
                            {QStringLiteral("name"), p.name},
                            {QStringLiteral("readRate"), quint64(p.readRate)},

@@ -36,7 +36,7 @@ QVariantMap PLVMEMModuleModel::sample()
         values.insert(QStringLiteral("memUsedText"), StringExtras::floatToPercentageString(used));
         values.insert(QStringLiteral("memHistory"), pushHistory(QStringLiteral("memHistory"), used));
     }
-    m_processes->use([&](const TQProcessTable &table) {
+    m_processes->use(detailMaxAge(), [&](const TQProcessTable &table) {
         QStringList tops;
         for (const TQProcessSample &p : table.topByResidentSize(5))
             tops << QStringLiteral("%1 %2").arg(p.name, StringExtras::doubleCapacityToString(double(p.residentSize)));

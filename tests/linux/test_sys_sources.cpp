@@ -129,6 +129,13 @@ TEST(DiskSource, TopProcessesAreTheBusiestSinceTheLastLookAndNeverAReusedNumber)
     // An unreadable io file (another user's process) is skipped.
     ASSERT_TRUE(QFile::remove(fx.path(u"proc/4243/io"_s)) && QDir().mkpath(fx.path(u"proc/4243/io"_s)));
     EXPECT_TRUE(source.topProcesses(104.0, 5).isEmpty());
+
+    // A look younger than the age asked for stands; an older one is taken again.
+    fx.write(u"proc/4242/io"_s, QString::fromLatin1(io).arg(1999999999 + 8000000).arg(0).toLatin1());
+    EXPECT_TRUE(source.topProcesses(106.0, 5, 10.0).isEmpty());
+    const QList<PLVProcessIO> later = source.topProcesses(114.0, 5, 10.0);
+    ASSERT_EQ(later.size(), 1);
+    EXPECT_DOUBLE_EQ(later[0].readRate, 800000.0) << "over the ten seconds since the last look";
 }
 
 TEST(DiskSource, ALiveProcessIsFollowedAcrossLooksThroughItsKeptIoFile)

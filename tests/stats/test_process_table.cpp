@@ -206,6 +206,10 @@ TEST(ProcessTableFixture, ModulesOfOneTickShareOneRefreshOfTheirRootsTable)
     // The next tick refreshes again.
     QThread::msleep(int(PLVSharedProcessTable::freshFor * 1000) + 50);
     ASSERT_TRUE(mem->use([&](const TQProcessTable &t) { EXPECT_EQ(t.refreshCount(), refreshes + 1); }));
+    // At rest a module accepts an older table; shown, it wants this tick's.
+    QThread::msleep(int(PLVSharedProcessTable::freshFor * 1000) + 50);
+    ASSERT_TRUE(cpu->use(10.0, [&](const TQProcessTable &t) { EXPECT_EQ(t.refreshCount(), refreshes + 1); }));
+    ASSERT_TRUE(mem->use(0.0, [&](const TQProcessTable &t) { EXPECT_EQ(t.refreshCount(), refreshes + 2); }));
     // A root with no proc/ cannot be listed: nothing to read.
     QTemporaryDir empty;
     bool called = false;
