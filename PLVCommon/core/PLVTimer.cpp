@@ -81,8 +81,29 @@ void PLVTimer::endTimer()
 
 void PLVTimer::updateModuleFromTimer()
 {
-    for (const QString &identifier : std::as_const(m_timersArray))
-        updateModuleForBundleIdentifier(identifier);
+    // One hand-off to the global queue and one back per tick, not one per
+    // module: waking a thread costs more than most modules' whole update. The
+    // modules update one after another in array order, then their views, in
+    // the same order, on the main queue. A module still busy with an earlier
+    // tick returns at once (its isProcessing guard), so one that hangs holds
+    // back the others of its own tick only.
+    if (m_timersArray.isEmpty())
+        return;
+    const PLVModulesDictionary::Lookup modules = m_lookup;
+    QPointer<PLVTimer> self = this; // read on the main thread only, where the timer dies
+    PLVDispatch::asyncGlobal([modules, self, identifiers = m_timersArray] {
+        for (const QString &identifier : identifiers)
+            if (const auto controller = modules.value(identifier))
+                controller->updateModel();
+        PLVDispatch::asyncMain([modules, self, identifiers] {
+            for (const QString &identifier : identifiers) {
+                if (const auto controller = modules.value(identifier))
+                    controller->updateViews();
+                if (self)
+                    emit self->moduleViewsUpdated(identifier);
+            }
+        });
+    });
 }
 
 void PLVTimer::updateModuleForBundleIdentifier(const QString &bundleIdentifier)

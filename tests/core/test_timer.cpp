@@ -22,8 +22,14 @@ class CountingController : public PLVGenericModuleController
 public:
     void updateModel() override
     {
+        // Guarded as real modules are: a step still running makes the next return.
+        if (!tryBeginProcessing())
+            return;
         ++models;
         faults += PLVDispatch::isMainThread();
+        while (hold && !*hold)
+            QThread::msleep(1);
+        setIsProcessing(false);
     }
     void updateViews() override
     {
@@ -35,6 +41,7 @@ public:
     std::atomic<int> models{0}, views{0}, faults{0};
     QStringList *log = nullptr;
     QString name;
+    std::atomic<bool> *hold = nullptr; // the model step waits until it is set
 };
 
 void setInterval(const QVariant &seconds)
@@ -158,6 +165,21 @@ TEST(Timer, WindowOpenRunsOneExtraTickForEveryModuleInOrder)
     }
     EXPECT_EQ(log.size(), 3);
     EXPECT_FLOAT_EQ(rig.timer.timerInterval(), 1000.0f) << "the schedule is untouched";
+}
+
+TEST(Timer, AModuleThatHangsHoldsBackOnlyTheModulesOfItsOwnTick)
+{
+    Rig rig({QStringLiteral("hangs"), QStringLiteral("next")});
+    CountingController *hangs = rig.controllers[0], *next = rig.controllers[1];
+    std::atomic<bool> release{false};
+    hangs->hold = &release;
+    rig.timer.updateModuleFromTimer();
+    ASSERT_TRUE(plvtest::waitUntil([&] { return hangs->models == 2; }));
+    rig.timer.updateModuleFromTimer();
+    EXPECT_TRUE(plvtest::waitUntil([&] { return next->views >= 2; })) << "the next tick went on without the hung module";
+    EXPECT_EQ(hangs->models, 2);
+    release = true;
+    EXPECT_TRUE(plvtest::waitUntil([&] { return next->views == 3 && hangs->views == 3; }));
 }
 
 TEST(Timer, RemovedAndMissingModulesAreSkipped)
