@@ -89,6 +89,15 @@ std::optional<int> ModuleFace::percentageIn(const QString &text)
     return int(std::lround(std::clamp(value, 0.0, 100.0)));
 }
 
+std::optional<ModuleFace::PictureKey> ModuleFace::pictureKey(QWidget *view, const QColor &textColor, const QColor &highlight)
+{
+    const PLVTextLines *text = view ? PLVTextLines::of(view) : nullptr;
+    if (!text)
+        return std::nullopt;
+    return PictureKey{text->title + QChar(u'\n') + text->lines.join(QChar(u'\n')), view->size(), view->font(),
+                      textColor.rgba(), highlight.isValid() ? highlight.rgba() : 0};
+}
+
 QImage ModuleFace::render(QWidget *view, qreal scale, const QColor &textColor, const QColor &highlight)
 {
     if (!view || view->width() <= 0 || view->height() <= 0)

@@ -1,7 +1,9 @@
 #pragma once
 // What one module shows outside its panel: the text and tooltip a bar prints,
 // the share a bar may draw as a gauge, and the picture of its status view.
+#include <QFont>
 #include <QImage>
+#include <QSize>
 #include <QString>
 
 #include <optional>
@@ -26,4 +28,15 @@ struct ModuleFace {
     // The view drawn at the given scale, its text in `textColor`, on a
     // transparent image or on a rounded `highlight` (the item while its panel is open).
     static QImage render(QWidget *view, qreal scale, const QColor &textColor, const QColor &highlight = QColor());
+    // What render() draws depends on, for views whose picture is their text
+    // alone; none for any other view, whose picture must be drawn to be known.
+    struct PictureKey {
+        QString text;
+        QSize size;
+        QFont font;
+        QRgb color = 0;
+        QRgb highlight = 0;
+        bool operator==(const PictureKey &) const = default;
+    };
+    static std::optional<PictureKey> pictureKey(QWidget *view, const QColor &textColor, const QColor &highlight = QColor());
 };

@@ -71,6 +71,7 @@ void TrayController::rebuildItems()
     // Hosts list items in the order they registered: a new order means new items.
     qDeleteAll(m_items);
     m_items.clear();
+    m_pictureKeys.clear();
     const QStringList loaded = m_host->moduleIdentifiers();
     m_shown = ShownModules::shown(loaded);
     for (const QString &id : std::as_const(m_shown)) {
@@ -99,11 +100,20 @@ void TrayController::refresh()
         const QColor textColor = open ? m_highlighted->statusLabelColor() : m_color->statusLabelColor();
         const QColor highlight = open ? PLVPlatformColors::colorNamed(QStringLiteral("selectedMenuItemColor"), PLVPlatformColors::isDark())
                                       : QColor();
-        // Both scales: hosts pick the one nearest their icon size.
-        QList<QImage> images;
-        if (view)
-            images = {ModuleFace::render(view, 1, textColor, highlight), ModuleFace::render(view, 2, textColor, highlight)};
-        it.value()->setIcon(images);
+        // A picture drawn from the same text in the same look is the same picture.
+        const auto key = ModuleFace::pictureKey(view, textColor, highlight);
+        const auto drawn = m_pictureKeys.constFind(it.key());
+        if (!key || drawn == m_pictureKeys.cend() || !(*key == *drawn)) {
+            // Both scales: hosts pick the one nearest their icon size.
+            QList<QImage> images;
+            if (view)
+                images = {ModuleFace::render(view, 1, textColor, highlight), ModuleFace::render(view, 2, textColor, highlight)};
+            it.value()->setIcon(images);
+            if (key)
+                m_pictureKeys.insert(it.key(), *key);
+            else
+                m_pictureKeys.remove(it.key());
+        }
         QStringList lines = face.tooltip.split(QLatin1Char('\n'));
         if (!lines.isEmpty())
             lines.removeFirst();

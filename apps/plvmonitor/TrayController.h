@@ -2,6 +2,8 @@
 // The monitor in a desktop panel: one status item per shown module, each
 // showing the picture of the module's status view and opening its panel, and
 // a menu with the modules to show, the update interval, start at login and quit.
+#include "ModuleFace.h"
+
 #include <QHash>
 #include <QObject>
 #include <QPointer>
@@ -45,6 +47,7 @@ private:
     QStringList m_shown;
     QHash<QString, StatusNotifierItem *> m_items;
     QHash<QString, ModulePanel *> m_panels;
+    QHash<QString, ModuleFace::PictureKey> m_pictureKeys; // what each item's picture was drawn from
     PLVColor *m_color = nullptr;       // the items' colours on the bar
     PLVColor *m_highlighted = nullptr; // and while their panel is open
     QDBusServiceWatcher *m_watcher = nullptr;
