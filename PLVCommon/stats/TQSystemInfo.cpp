@@ -8,6 +8,8 @@
 
 #include <cmath>
 
+#include <time.h>
+
 namespace {
 
 const QString kNeedUpdateCoreInfo = QStringLiteral("PLV_CPU_NEED_UPDATE_COREINFO");
@@ -175,7 +177,17 @@ std::optional<QVariantMap> TQSystemInfo::cpuData()
         PLVNotificationCenter::defaultCenter()->postNotificationName(kNeedUpdateCoreInfo);
         return std::nullopt;
     }
-    updateLoadInfo(dictionary, m_root);
+    insertLoadInfo(dictionary, m_root, [this] {
+        timespec now{};
+        ::clock_gettime(CLOCK_MONOTONIC, &now);
+        const double seconds = double(now.tv_sec) + double(now.tv_nsec) / 1e9;
+        std::lock_guard lock(CPUUsageLock);
+        if (m_taskCountAt < 0 || !m_taskCount || seconds - m_taskCountAt >= m_taskCountMaxAge) {
+            m_taskCount = PLVHostSource::taskCount(m_root);
+            m_taskCountAt = seconds;
+        }
+        return m_taskCount;
+    });
     updateUpTime(dictionary, m_root);
     return dictionary;
 }
@@ -216,11 +228,23 @@ QList<int> TQSystemInfo::logicalCPUNumbers() const
     return QList<int>(m_lastLogical.begin(), m_lastLogical.end());
 }
 
+void TQSystemInfo::setTaskCountMaxAge(double seconds)
+{
+    std::lock_guard lock(CPUUsageLock);
+    m_taskCountMaxAge = seconds;
+}
+
 QVariantMap &TQSystemInfo::updateLoadInfo(QVariantMap &dictionary, const PLVSysRoot &root)
+{
+    return insertLoadInfo(dictionary, root, [&] { return PLVHostSource::taskCount(root); });
+}
+
+QVariantMap &TQSystemInfo::insertLoadInfo(QVariantMap &dictionary, const PLVSysRoot &root,
+                                          const std::function<std::optional<quint32>()> &taskCount)
 {
     const std::optional<PLVHostSource::LoadAverage> load = PLVHostSource::loadAverage(root);
     if (load) {
-        if (const std::optional<quint32> tasks = PLVHostSource::taskCount(root)) {
+        if (const std::optional<quint32> tasks = taskCount()) {
             dictionary.insert(QStringLiteral("tasksCount"), float(*tasks));
             dictionary.insert(QStringLiteral("threadsCount"), float(load->threads));
         }

@@ -9,6 +9,7 @@
 #include <QVariantMap>
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -60,6 +61,12 @@ public:
     // counted CPUs (index j is entry j).
     QList<int> logicalCPUNumbers() const;
 
+    // How old the count of tasks that cpuData() gives may be, in seconds (0,
+    // the default: counted at every call). Counting lists the whole of /proc,
+    // which costs as much as the rest of a sample; a host that shows the
+    // count only in a panel asks for it at the panel's pace.
+    void setTaskCountMaxAge(double seconds);
+
     static QVariantMap &updateLoadInfo(QVariantMap &dictionary, const PLVSysRoot &root = PLVSysRoot());
     static QVariantMap &updateUpTime(QVariantMap &dictionary, const PLVSysRoot &root = PLVSysRoot());
     static QVariantMap memoryData(const PLVSysRoot &root = PLVSysRoot());
@@ -80,12 +87,17 @@ public:
     static void testingdata();
 
 private:
+    static QVariantMap &insertLoadInfo(QVariantMap &dictionary, const PLVSysRoot &root,
+                                       const std::function<std::optional<quint32>()> &taskCount);
     void applyCoreInfo();
     bool coreConfigurationChangedLocked(std::optional<quint32> logical);
     const std::array<QString, 8> &perCpuKeys(quint32 index);
 
     PLVSysRoot m_root;
     mutable std::mutex CPUUsageLock;
+    double m_taskCountMaxAge = 0;
+    std::optional<quint32> m_taskCount;
+    double m_taskCountAt = -1; // monotonic seconds
     PLVCpuSource m_source;
 
     // Counters by kernel CPU number: the current and the previous sample.

@@ -37,6 +37,7 @@ QString PLVCPUModuleModel::upTimeText(const PLVDateComponents &c) const
 
 QVariantMap PLVCPUModuleModel::sample()
 {
+    m_info->setTaskCountMaxAge(detailMaxAge()); // the count shows in the panel only
     std::optional<QVariantMap> sample = m_info->cpuData();
     if (!sample) {
         // The set of CPUs changed: the sample was dropped. Re-read the layout

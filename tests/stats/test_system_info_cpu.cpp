@@ -113,6 +113,18 @@ TEST(SystemInfoCpu, FirstSampleIsSinceBootAndASecondWithoutTicksHasNoShares)
     EXPECT_EQ(again.size(), 8 * 8 + 6) << "no machine-wide shares";
 }
 
+TEST(SystemInfoCpu, TheTaskCountIsKeptAsLongAsTheHostAllows)
+{
+    plvtest::FixtureCopy fx(QStringLiteral("proc-cpu/ht2way"));
+    TQSystemInfo info(fx.root());
+    info.setTaskCountMaxAge(60);
+    EXPECT_FLOAT_EQ(value(sample(info), QStringLiteral("tasksCount")), 3.0f);
+    ASSERT_TRUE(fx.write(QStringLiteral("proc/4000/stat"), "4000 (new) S 1"));
+    EXPECT_FLOAT_EQ(value(sample(info), QStringLiteral("tasksCount")), 3.0f) << "younger than a minute";
+    info.setTaskCountMaxAge(0);
+    EXPECT_FLOAT_EQ(value(sample(info), QStringLiteral("tasksCount")), 4.0f);
+}
+
 TEST(SystemInfoCpu, HotPluggedCpuDropsOneSampleAndPostsOnce)
 {
     FixtureCopy fx("hotplug");
