@@ -175,7 +175,7 @@ std::pair<QString, bool> lookupModel(quint16 vendor, quint16 device)
 } // namespace
 
 PLVGPUSources::PLVGPUSources(const PLVSysRoot &root, std::shared_ptr<PLVNVML> nvml)
-    : m_root(root), m_nvml(std::move(nvml)), m_clock(monotonicMilliseconds)
+    : m_root(root), m_devices(root, "sys/bus/pci/devices"), m_nvml(std::move(nvml)), m_clock(monotonicMilliseconds)
 {
     // A recorded machine has no driver behind it: this machine's NVML would
     // answer for other GPUs than the tree's, or for none.
@@ -375,22 +375,37 @@ PLVGPUSources::Tables PLVGPUSources::read()
 {
     Tables tables;
     const QString devicesDir = m_root.path(QStringLiteral("sys/bus/pci/devices"));
-    const QStringList addresses = QDir(devicesDir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
+    QStringList addresses;
+    m_devices.forEach([&](const char *name) {
+        if (name[0] != '.')
+            addresses << QString::fromLocal8Bit(name);
+    });
+    addresses.sort();
 
     Pending pending;
-
-    const int devicesFd = ::open(QFile::encodeName(devicesDir).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (devicesFd < 0)
-        return tables;
-    for (const QString &address : addresses) {
+    QHash<QString, bool> isDisplay;
+    int devicesFd = -1;
+    for (const QString &address : std::as_const(addresses)) {
+        const auto known = m_isDisplay.constFind(address);
+        if (known != m_isDisplay.cend() && !*known) {
+            isDisplay.insert(address, false);
+            continue;
+        }
+        if (devicesFd < 0)
+            devicesFd = ::open(QFile::encodeName(devicesDir).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         const QByteArray name = QFile::encodeName(address);
-        const int fd = ::openat(devicesFd, name.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const int fd = devicesFd >= 0 ? ::openat(devicesFd, name.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
         if (fd < 0)
             continue;
+        const auto pciClass = readNumber(fd, "class", 16);
+        if (pciClass)
+            isDisplay.insert(address, ((*pciClass >> 16) & 0xff) == 0x03);
         readDevice(fd, address, devicesDir + QLatin1Char('/') + address, tables, pending);
         ::close(fd);
     }
-    ::close(devicesFd);
+    if (devicesFd >= 0)
+        ::close(devicesFd);
+    m_isDisplay = std::move(isDisplay);
 
     // NVML: not at all while any NVIDIA GPU sleeps, then only for the GPUs due.
     if (!m_nvml)

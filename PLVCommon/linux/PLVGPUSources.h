@@ -107,6 +107,12 @@ private:
                                            const QString &driver);
 
     PLVSysRoot m_root;
+    // The PCI devices folder, listed at every read; whether the device at an
+    // address is a display controller is read once while it stays listed
+    // (a PCI function's class does not change), so the other devices cost
+    // nothing after the first read.
+    PLVOpenSysDir m_devices;
+    QHash<QString, bool> m_isDisplay;
     std::shared_ptr<PLVNVML> m_nvml;
     std::function<double()> m_clock;
     QHash<QString, Residency> m_residency; // by PCI address
