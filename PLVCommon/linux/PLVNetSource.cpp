@@ -6,7 +6,8 @@
 #include <QFile>
 
 #include <arpa/inet.h>
-#include <ifaddrs.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <linux/wireless.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
@@ -14,6 +15,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -85,25 +87,6 @@ QString liveSsid(const QString &name)
     return QString::fromUtf8(essid, int(std::min<quint16>(req.u.essid.length, IW_ESSID_MAX_SIZE)));
 }
 
-void liveAddresses(QList<PLVNetInterface> &interfaces)
-{
-    ifaddrs *list = nullptr;
-    if (::getifaddrs(&list) != 0)
-        return;
-    for (const ifaddrs *a = list; a; a = a->ifa_next) {
-        if (!a->ifa_addr || (a->ifa_addr->sa_family != AF_INET && a->ifa_addr->sa_family != AF_INET6))
-            continue;
-        const bool v4 = a->ifa_addr->sa_family == AF_INET;
-        const QString address = v4 ? addressText(AF_INET, &reinterpret_cast<const sockaddr_in *>(a->ifa_addr)->sin_addr)
-                                   : addressText(AF_INET6, &reinterpret_cast<const sockaddr_in6 *>(a->ifa_addr)->sin6_addr);
-        const QString name = QString::fromLocal8Bit(a->ifa_name);
-        for (PLVNetInterface &i : interfaces)
-            if (i.name == name)
-                i.addresses << address;
-    }
-    ::freeifaddrs(list);
-}
-
 // "fe800000000000000000000000000001 02 40 20 80 eth0": address, index, prefix, scope, flags, name.
 void inet6Addresses(const PLVSysRoot &root, QList<PLVNetInterface> &interfaces)
 {
@@ -131,6 +114,77 @@ void inet6Addresses(const PLVSysRoot &root, QList<PLVNetInterface> &interfaces)
 PLVNetSource::PLVNetSource(const PLVSysRoot &root)
     : m_root(root), m_dir(root, "sys/class/net"), m_wireless(root, "proc/net/wireless")
 {
+}
+
+PLVNetSource::~PLVNetSource()
+{
+    if (m_netlink >= 0)
+        ::close(m_netlink);
+}
+
+void PLVNetSource::liveAddresses(QList<PLVNetInterface> &interfaces)
+{
+    // Only the addresses: getifaddrs() would dump every link's attributes and
+    // statistics too, and open a socket for it, every sample.
+    auto fail = [this] {
+        ::close(m_netlink);
+        m_netlink = -1;
+    };
+    if (m_netlink < 0)
+        m_netlink = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+    if (m_netlink < 0)
+        return;
+    struct {
+        nlmsghdr header;
+        ifaddrmsg body;
+    } request{};
+    request.header.nlmsg_len = sizeof request;
+    request.header.nlmsg_type = RTM_GETADDR;
+    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    request.header.nlmsg_seq = ++m_netlinkSequence;
+    request.body.ifa_family = AF_UNSPEC;
+    sockaddr_nl kernel{};
+    kernel.nl_family = AF_NETLINK;
+    if (::sendto(m_netlink, &request, sizeof request, 0, reinterpret_cast<const sockaddr *>(&kernel), sizeof kernel) < 0)
+        return fail();
+    m_netlinkBuffer.resize(64 * 1024);
+    for (;;) {
+        const ssize_t n = ::recv(m_netlink, m_netlinkBuffer.data(), m_netlinkBuffer.size(), 0);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return fail();
+        int left = int(n);
+        for (auto *h = reinterpret_cast<nlmsghdr *>(m_netlinkBuffer.data()); NLMSG_OK(h, left); h = NLMSG_NEXT(h, left)) {
+            if (h->nlmsg_seq != m_netlinkSequence)
+                continue; // the rest of an answer given up on
+            if (h->nlmsg_type == NLMSG_DONE)
+                return;
+            if (h->nlmsg_type == NLMSG_ERROR)
+                return fail();
+            if (h->nlmsg_type != RTM_NEWADDR)
+                continue;
+            const auto *address = static_cast<const ifaddrmsg *>(NLMSG_DATA(h));
+            if (address->ifa_family != AF_INET && address->ifa_family != AF_INET6)
+                continue;
+            // IFA_LOCAL is the interface's own address; IFA_ADDRESS is the
+            // peer's on a point-to-point link, and the own one elsewhere.
+            const void *local = nullptr, *other = nullptr;
+            int length = int(IFA_PAYLOAD(h));
+            for (auto *a = IFA_RTA(address); RTA_OK(a, length); a = RTA_NEXT(a, length)) {
+                if (a->rta_type == IFA_LOCAL)
+                    local = RTA_DATA(a);
+                else if (a->rta_type == IFA_ADDRESS)
+                    other = RTA_DATA(a);
+            }
+            const void *raw = local ? local : other;
+            if (!raw)
+                continue;
+            for (PLVNetInterface &i : interfaces)
+                if (i.ifindex == int(address->ifa_index))
+                    i.addresses << addressText(address->ifa_family, raw);
+        }
+    }
 }
 
 PLVNetSource::Held::Held(const PLVSysRoot &root, const QByteArray &dir)

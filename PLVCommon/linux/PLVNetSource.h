@@ -8,10 +8,11 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 // Network interfaces from /sys/class/net (statistics/rx_bytes and tx_bytes,
 // operstate, address, speed, wireless) and /proc/net/wireless (signal); addresses
-// from getifaddrs() on the live system, IPv6 ones from /proc/net/if_inet6
+// from the kernel's route netlink on the live system, IPv6 ones from /proc/net/if_inet6
 // under any other root; the wireless network's name from the wireless
 // extensions' ioctl, live only.
 struct PLVNetInterface {
@@ -36,6 +37,9 @@ class PLVNetSource
 {
 public:
     explicit PLVNetSource(const PLVSysRoot &root = PLVSysRoot());
+    ~PLVNetSource();
+    PLVNetSource(const PLVNetSource &) = delete;
+    PLVNetSource &operator=(const PLVNetSource &) = delete;
 
     // Every interface but loopback, physical ones first, each in name order.
     // Rates are 0 on the first sample of an interface (by index, so a renamed
@@ -73,4 +77,9 @@ private:
     PLVOpenSysFile m_wireless;
     std::map<int, Counters> m_previous;
     std::map<QString, std::unique_ptr<Held>> m_held; // by name
+    // The addresses of the live system, from a route netlink socket kept open.
+    void liveAddresses(QList<PLVNetInterface> &interfaces);
+    int m_netlink = -1;
+    quint32 m_netlinkSequence = 0;
+    std::vector<char> m_netlinkBuffer;
 };
