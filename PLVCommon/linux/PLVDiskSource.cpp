@@ -4,6 +4,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/statvfs.h>
 #include <time.h>
 #include <unistd.h>
@@ -83,6 +84,32 @@ QString PLVDiskSource::unescapeMountField(const QByteArray &field)
 
 QList<PLVMountedVolume> PLVDiskSource::volumes() const
 {
+    QList<PLVMountedVolume> result;
+    for (PLVMountedVolume volume : mounts()) {
+        struct statvfs st {};
+        if (::statvfs(QFile::encodeName(m_root.path(volume.mountPoint)).constData(), &st) != 0 || st.f_blocks == 0)
+            continue;
+        const quint64 unit = st.f_frsize ? st.f_frsize : st.f_bsize;
+        volume.totalBytes = quint64(st.f_blocks) * unit;
+        volume.freeBytes = quint64(st.f_bavail) * unit;
+        volume.usedBytes = quint64(st.f_blocks - std::min(st.f_bfree, st.f_blocks)) * unit;
+        result << std::move(volume);
+    }
+    return result;
+}
+
+const QList<PLVMountedVolume> &PLVDiskSource::mounts() const
+{
+    // The kernel marks a held mount table readable with priority when a
+    // mount came or went since the last look: until then the last parse
+    // stands, and a tick costs one poll instead of the whole table's text.
+    if (m_mountsKnown && m_root.isLive()) {
+        pollfd changed{m_mountsWatch, POLLPRI, 0};
+        if (m_mountsWatch >= 0 && ::poll(&changed, 1, 0) == 0)
+            return m_mounts;
+    }
+    if (m_root.isLive() && m_mountsWatch < 0)
+        m_mountsWatch = ::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC);
     std::vector<char> &buf = PLVSysFile::scratchBuffer();
     const ssize_t length = m_mountinfo.read(buf);
     const std::string_view text(buf.data(), size_t(std::max<ssize_t>(length, 0)));
@@ -125,18 +152,11 @@ QList<PLVMountedVolume> PLVDiskSource::volumes() const
             found[it->second] = std::move(c); // the real mount beats a bind of one of its folders
         }
     }
-    QList<PLVMountedVolume> result;
-    for (Candidate &c : found) {
-        struct statvfs st {};
-        if (::statvfs(QFile::encodeName(m_root.path(c.volume.mountPoint)).constData(), &st) != 0 || st.f_blocks == 0)
-            continue;
-        const quint64 unit = st.f_frsize ? st.f_frsize : st.f_bsize;
-        c.volume.totalBytes = quint64(st.f_blocks) * unit;
-        c.volume.freeBytes = quint64(st.f_bavail) * unit;
-        c.volume.usedBytes = quint64(st.f_blocks - std::min(st.f_bfree, st.f_blocks)) * unit;
-        result << std::move(c.volume);
-    }
-    return result;
+    m_mounts.clear();
+    for (Candidate &c : found)
+        m_mounts << std::move(c.volume);
+    m_mountsKnown = length >= 0;
+    return m_mounts;
 }
 
 QList<PLVDiskActivity> PLVDiskSource::activity() { return activity(monotonicSeconds()); }
@@ -224,7 +244,12 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
     return result;
 }
 
-PLVDiskSource::~PLVDiskSource() { closeHeldIoFiles(); }
+PLVDiskSource::~PLVDiskSource()
+{
+    closeHeldIoFiles();
+    if (m_mountsWatch >= 0)
+        ::close(m_mountsWatch);
+}
 
 void PLVDiskSource::closeHeldIoFiles()
 {

@@ -87,10 +87,15 @@ private:
     };
 
     void closeHeldIoFiles();
+    // The storage mounts without their sizes, parsed again only when the mount table changed.
+    const QList<PLVMountedVolume> &mounts() const;
 
     PLVSysRoot m_root;
     PLVOpenSysFile m_diskstats;
     PLVOpenSysFile m_mountinfo;
+    mutable int m_mountsWatch = -1; // this process's mount table, polled for changes (live only)
+    mutable QList<PLVMountedVolume> m_mounts;
+    mutable bool m_mountsKnown = false;
     std::map<QByteArray, DiskCounters> m_disks;
     std::map<qint64, ProcessCounters> m_processes;
     double m_processesAt = -1;

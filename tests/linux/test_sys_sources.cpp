@@ -17,9 +17,11 @@
 
 #include <linux/if_packet.h>
 #include <net/if.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
 using namespace Qt::Literals::StringLiterals;
@@ -69,6 +71,27 @@ TEST(DiskSource, ShowsEachStorageFileSystemOnceAndLeavesOutPseudoBindAndPulledMo
         EXPECT_LE(v.usedBytes + v.freeBytes, v.totalBytes) << v.mountPoint.toStdString();
     }
     EXPECT_EQ(PLVDiskSource::unescapeMountField("/a\\040b\\011c\\134d\\04"), u"/a b\tc\\d\\04"_s);
+}
+
+TEST(DiskSource, AMountThatComesAndGoesOnTheLiveSystemIsSeenAtTheNextLook)
+{
+    // The mount table is parsed again only when the kernel says it changed.
+    QTemporaryDir dir;
+    const QByteArray at = QFile::encodeName(dir.path());
+    PLVDiskSource source;
+    auto shown = [&] {
+        for (const PLVMountedVolume &v : source.volumes())
+            if (v.mountPoint == dir.path())
+                return true;
+        return false;
+    };
+    EXPECT_FALSE(shown());
+    // A memory file system under a device-like source counts as storage.
+    if (::mount("/dev/plvtest-volume", at.constData(), "tmpfs", 0, "size=1m") != 0)
+        GTEST_SKIP() << "cannot mount here: " << std::strerror(errno);
+    EXPECT_TRUE(shown());
+    ASSERT_EQ(::umount(at.constData()), 0);
+    EXPECT_FALSE(shown());
 }
 
 TEST(DiskSource, RatesPerWholeDiskSurviveNeitherAReplugNorARemoval)
@@ -291,12 +314,14 @@ TEST(NetSource, RatesAcrossWrapsResetsRenamesAndRemovals)
 
 namespace {
 
-bool ipLink(const QStringList &args)
+bool ipCommand(const QStringList &args)
 {
     QProcess ip;
-    ip.start(u"ip"_s, QStringList{u"link"_s} + args);
+    ip.start(u"ip"_s, args);
     return ip.waitForFinished(10000) && ip.exitStatus() == QProcess::NormalExit && ip.exitCode() == 0;
 }
+
+bool ipLink(const QStringList &args) { return ipCommand(QStringList{u"link"_s} + args); }
 
 // Broadcast Ethernet frames of `bytes` bytes each out of the interface.
 bool sendFrames(const QString &interface, int count, int bytes)
@@ -365,4 +390,14 @@ TEST(NetSource, ALiveInterfaceCountedThenRenamedThenGone)
     const QList<PLVNetInterface> fourth = source.interfaces(4.0);
     EXPECT_EQ(find(fourth, u"plvtesta"_s), nullptr);
     EXPECT_EQ(find(fourth, u"plvtestc"_s), nullptr);
+
+    // Made again under an old name: a new interface, read afresh, with its address.
+    ASSERT_TRUE(ipLink({u"add"_s, u"plvtesta"_s, u"type"_s, u"veth"_s, u"peer"_s, u"name"_s, u"plvtestb"_s}));
+    ASSERT_TRUE(ipCommand({u"addr"_s, u"add"_s, u"198.51.100.7/32"_s, u"dev"_s, u"plvtesta"_s}));
+    const QList<PLVNetInterface> fifth = source.interfaces(5.0);
+    const PLVNetInterface *again = find(fifth, u"plvtesta"_s);
+    ASSERT_NE(again, nullptr);
+    EXPECT_NE(again->ifindex, find(first, u"plvtesta"_s)->ifindex);
+    EXPECT_EQ(again->txRate, 0.0);
+    EXPECT_EQ(again->addresses, QStringList{u"198.51.100.7"_s});
 }
