@@ -5,6 +5,15 @@ PLVDateComponents PLVDateComponents::between(const QDateTime &from, const QDateT
     PLVDateComponents c;
     if (!from.isValid() || !to.isValid() || to <= from)
         return c;
+    // The components only change when the span passes a whole minute (time
+    // zones move by whole minutes), and working them out in local time asks
+    // the system for its zone every time: once per minute of span is enough.
+    thread_local QDateTime lastFrom;
+    thread_local qint64 lastMinute = -1;
+    thread_local PLVDateComponents last;
+    const qint64 minute = from.secsTo(to) / 60;
+    if (minute == lastMinute && from == lastFrom)
+        return last;
     const QDateTime start = from.toLocalTime();
     const QDateTime end = to.toLocalTime();
 
@@ -23,6 +32,9 @@ PLVDateComponents PLVDateComponents::between(const QDateTime &from, const QDateT
     c.day = days;
     c.hour = seconds / 3600;
     c.minute = seconds % 3600 / 60;
+    lastFrom = from;
+    lastMinute = minute;
+    last = c;
     return c;
 }
 
