@@ -206,7 +206,18 @@ QList<PLVDiskActivity> PLVDiskSource::activity(double now)
             const QString block = QStringLiteral("sys/block/") + QString::fromLatin1(sysName);
             bool ok1 = false, ok2 = false;
             DiskCounters now_;
-            now_.seq = readTrimmed(m_root.path(block + QStringLiteral("/diskseq")));
+            // The sequence number is read every time through a file kept open;
+            // a disk made again under the name gets its own.
+            now_.seqFile = before != m_disks.end() && before->second.seqFile
+                               ? before->second.seqFile
+                               : std::make_shared<PLVOpenSysFile>(m_root, QFile::encodeName(block + QStringLiteral("/diskseq")).constData());
+            {
+                // Not the scratch buffer: that holds the diskstats being parsed.
+                const ssize_t length = now_.seqFile->read(m_seqText);
+                now_.seq = length > 0 ? QByteArray(m_seqText.data(), length).trimmed() : QByteArray();
+            }
+            if (before != m_disks.end() && before->second.seq != now_.seq)
+                now_.seqFile.reset();
             now_.readSectors = readSectors.toULongLong(&ok1);
             now_.writtenSectors = writtenSectors.toULongLong(&ok2);
             now_.at = now;

@@ -6,6 +6,8 @@
 #include <QString>
 
 #include <map>
+#include <memory>
+#include <vector>
 
 // Disks on Linux: mounted file systems (/proc/self/mountinfo with statvfs),
 // transfer rates per whole disk (/proc/diskstats) and the processes doing the
@@ -72,6 +74,7 @@ public:
 private:
     struct DiskCounters {
         QByteArray seq; // the kernel's disk sequence number, when it has one
+        std::shared_ptr<PLVOpenSysFile> seqFile; // its diskseq, held open
         quint64 readSectors = 0;
         quint64 writtenSectors = 0;
         double at = 0;
@@ -97,6 +100,7 @@ private:
     mutable QList<PLVMountedVolume> m_mounts;
     mutable bool m_mountsKnown = false;
     std::map<QByteArray, DiskCounters> m_disks;
+    std::vector<char> m_seqText;
     std::map<qint64, ProcessCounters> m_processes;
     double m_processesAt = -1;
     QList<PLVProcessIO> m_busiest; // of the last look, busiest first
