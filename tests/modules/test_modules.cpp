@@ -11,6 +11,8 @@
 #include "support/PLVTest.h"
 #include "test_module_support.h"
 
+#include "PLVCommon/core/PLVSamplingModule.h"
+
 #include <QCoreApplication>
 #include <QLocale>
 #include <QTemporaryDir>
@@ -103,6 +105,25 @@ TEST(Modules, TheProcessorModulePublishesSharesLoadUpTimeAndTheBusiestProcess)
 
     // The menu-bar view shows the text the model published.
     EXPECT_EQ(viewLines(cpu->statusbarView()), QStringList{QStringLiteral("cpu ") + value(cpu, "cpuUsageText").toString()});
+
+    // At rest the busiest processes of the last look stand for some seconds;
+    // while a panel shows them, every update looks again.
+    QProcess later;
+    later.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("while :; do :; done")});
+    ASSERT_TRUE(later.waitForStarted());
+    auto laterIsTop = [&] {
+        QThread::msleep(400);
+        updateOffMainThread(cpu);
+        for (const QVariant &p : value(cpu, "cpuTopProcesses").toList())
+            if (p.toMap().value(QStringLiteral("pid")).toLongLong() == later.processId())
+                return true;
+        return false;
+    };
+    EXPECT_FALSE(laterIsTop());
+    PLVSamplingModuleModel::of(cpu.get())->setShowingDetails(true);
+    EXPECT_TRUE(laterIsTop());
+    later.kill();
+    later.waitForFinished();
 }
 
 TEST(Modules, TheMemoryModulePublishesMemoryInUseAndTheLargestProcesses)
